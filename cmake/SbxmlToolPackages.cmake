@@ -1,0 +1,22 @@
+# CLI11::CLI11 and nlohmann_json::nlohmann_json for the tools. Both are headers only, so those of the distribution
+# serve a cross-build too, but by links to them alone: beside them lie the headers of the wrong system.
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  return()
+endif()
+
+set(SBXML_HOST_HEADERS /usr/include CACHE PATH "Where CLI11 and nlohmann-json lie on the machine that builds")
+foreach(package CLI nlohmann)
+  if(NOT EXISTS ${SBXML_HOST_HEADERS}/${package})
+    message(FATAL_ERROR "no ${SBXML_HOST_HEADERS}/${package}: install libcli11-dev and nlohmann-json3-dev")
+  endif()
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/host_headers)
+  file(CREATE_LINK ${SBXML_HOST_HEADERS}/${package} ${PROJECT_BINARY_DIR}/host_headers/${package} SYMBOLIC)
+endforeach()
+foreach(target CLI11::CLI11 nlohmann_json::nlohmann_json)
+  if(NOT TARGET ${target})
+    add_library(${target} INTERFACE IMPORTED)
+    set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${PROJECT_BINARY_DIR}/host_headers)
+  endif()
+endforeach()

@@ -1,0 +1,7 @@
+#include "api/conversion_state.h"
+
+namespace sbx {
+
+constinit ConversionState g_conversion = {};
+
+}  // namespace sbx

@@ -1,0 +1,5 @@
+#include "archive_module_embed.h"
+
+const SBXModuleResources& ArchiveModule() {
+  return archive_module;
+}

@@ -1,0 +1,180 @@
+// Runs sbxlog and logging processes over a folder of their own. POSIX only.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <regex>
+#include <signal.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/log_sandbox.h"
+#include "support/scratch_folder.h"
+
+namespace sbx::testing {
+
+struct Said {
+  std::string ended;  // "exit 0"
+  std::string output;
+  std::string errors;
+
+  bool operator==(const Said&) const = default;
+};
+
+inline void PrintTo(const Said& said, std::ostream* out) {
+  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
+}
+
+// Asks until it holds, for as long as a loaded machine may need.
+inline bool Eventually(const std::function<bool()>& holds,
+                       std::chrono::seconds limit = std::chrono::seconds(30)) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// A run of the command, which may go on while the test does other things.
+class Sbxlog {
+ public:
+  explicit Sbxlog(const std::vector<std::string>& arguments) : pid_(fork()) {
+    if (pid_ == 0) Become(arguments);
+  }
+  ~Sbxlog() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    WaitForChild(pid_);
+  }
+  Sbxlog(const Sbxlog&) = delete;
+  Sbxlog& operator=(const Sbxlog&) = delete;
+
+  pid_t pid() const { return pid_; }
+  std::string output() const { return streams_.Read("output"); }
+  std::string errors() const { return streams_.Read("errors"); }
+  bool Says(const std::string& text) const {
+    return Eventually([&] { return output().find(text) != std::string::npos; });
+  }
+  // Waits for its end, which a signal may bring about.
+  Said End(int signal = 0) {
+    if (signal != 0) kill(pid_, signal);
+    Said said;
+    said.ended = WaitForChild(std::exchange(pid_, -1));
+    said.output = output();
+    said.errors = errors();
+    return said;
+  }
+
+ private:
+  void Redirect(const char* name, int stream) const {
+    const int file = open((streams_.path() / name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    Require(file >= 0 && dup2(file, stream) == stream);
+  }
+  [[noreturn]] void Become(const std::vector<std::string>& arguments) const {
+    Redirect("output", STDOUT_FILENO);
+    Redirect("errors", STDERR_FILENO);
+    std::vector<char*> argv = {const_cast<char*>(SBXLOG_TOOL)};
+    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(SBXLOG_TOOL, argv.data());
+    _exit(127);
+  }
+
+  ScratchFolder streams_;
+  pid_t pid_;
+};
+
+inline Said RunSbxlog(const std::vector<std::string>& arguments) {
+  return Sbxlog(arguments).End();
+}
+
+// A logging process under an executable's name of its own.
+class LogHost {
+ public:
+  LogHost(const LogSandbox& sandbox, const std::string& name) : path_(sandbox.root() / name) {
+    if (!std::filesystem::exists(path_)) std::filesystem::copy_file(SBXLOG_HOST, path_);
+    std::array<int, 2> in;
+    std::array<int, 2> out;
+    Require(pipe2(in.data(), O_CLOEXEC) == 0 && pipe2(out.data(), O_CLOEXEC) == 0);
+    pid_ = fork();
+    if (pid_ == 0) {
+      Require(dup2(in[0], STDIN_FILENO) >= 0 && dup2(out[1], STDOUT_FILENO) >= 0);
+      execl(path_.c_str(), path_.c_str(), nullptr);
+      _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    commands_ = fdopen(in[1], "w");
+    answers_ = fdopen(out[0], "r");
+    EXPECT_EQ(Answer(), "ready");
+  }
+  ~LogHost() {
+    if (pid_ > 0) kill(pid_, SIGKILL);
+    End();
+  }
+  LogHost(const LogHost&) = delete;
+  LogHost& operator=(const LogHost&) = delete;
+
+  pid_t pid() const { return pid_; }
+  std::string Id() const { return std::to_string(pid_); }
+  const std::filesystem::path& path() const { return path_; }
+  void Send(const std::string& command) const {
+    std::fprintf(commands_, "%s\n", command.c_str());
+    std::fflush(commands_);
+  }
+  std::string Answer() const {
+    std::array<char, 128> line = {};
+    if (std::fgets(line.data(), line.size(), answers_) == nullptr) return "nothing";
+    const std::string text = line.data();
+    return text.substr(0, text.find('\n'));
+  }
+  void Log(int level, const std::string& text) const {
+    Send("log " + std::to_string(level) + " " + text);
+    EXPECT_EQ(Answer(), "ok");
+  }
+  // Closes its input, which ends it, and waits.
+  void End() {
+    if (pid_ < 0) return;
+    std::fclose(commands_);
+    WaitForChild(std::exchange(pid_, -1));
+    std::fclose(answers_);
+  }
+  void Kill() {
+    kill(pid_, SIGKILL);
+    End();
+  }
+
+ private:
+  std::filesystem::path path_;
+  pid_t pid_ = -1;
+  std::FILE* commands_ = nullptr;
+  std::FILE* answers_ = nullptr;
+};
+
+// What differs from run to run, made the same: times, and the ids given.
+inline std::string Steady(std::string text,
+                          const std::vector<std::pair<std::string, std::string>>& names = {}) {
+  static const std::regex kTime(R"(\d{4}/\d\d/\d\d \d\d:\d\d:\d\d:\d{3})");
+  static const std::regex kIsoTime(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})");
+  text = std::regex_replace(text, kTime, "TIME");
+  text = std::regex_replace(text, kIsoTime, "TIME");
+  for (const auto& [from, to] : names) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+      text.replace(at, from.size(), to);
+    }
+  }
+  return text;
+}
+
+}  // namespace sbx::testing

@@ -1,0 +1,130 @@
+// Runs the command as a process and keeps what it said. POSIX only.
+#pragma once
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/scratch_folder.h"
+
+namespace sbx::testing {
+
+struct Said {
+  std::string ended;  // "exit 0"
+  std::string output;
+  std::string errors;
+
+  bool operator==(const Said&) const = default;
+};
+
+inline void PrintTo(const Said& said, std::ostream* out) {
+  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
+}
+
+// A folder that the command runs in, with one of the test's sets of documents in it.
+class ToolFolder {
+ public:
+  explicit ToolFolder(const char* set = "") {
+    for (const char* const name : {"descriptions.xml", "rules.xml", "good.xml"}) {
+      std::filesystem::copy_file(std::filesystem::path(SBXML_TEST_DOCUMENTS) / set / name, path() / name);
+    }
+  }
+
+  const std::filesystem::path& path() const { return folder_.path(); }
+  void Write(const std::string& name, const std::string& bytes) const { folder_.Write(name, bytes); }
+  std::string Read(const std::string& name) const { return folder_.Read(name); }
+
+  // Where the command's streams go instead of into what it said.
+  void SendOutputTo(std::string path) { output_ = std::move(path); }
+  void SendErrorsTo(std::string path) { errors_ = std::move(path); }
+  // Where in this folder the command runs.
+  void WorkIn(std::string subfolder) { subfolder_ = std::move(subfolder); }
+  // A variable of the command's environment.
+  void SetVariable(std::string name, std::string value) {
+    variables_.emplace_back(std::move(name), std::move(value));
+  }
+
+  // Runs the command here; `input` is its standard input.
+  Said Run(const std::vector<std::string>& arguments, const std::string& input = {}) const {
+    const pid_t child = Start(arguments, input);
+    Said said;
+    said.ended = WaitForChild(child);
+    said.output = streams_.Read("output");
+    said.errors = streams_.Read("errors");
+    return said;
+  }
+
+  // Starts the command without waiting for it.
+  pid_t Start(const std::vector<std::string>& arguments, const std::string& input = {}) const {
+    streams_.Write("input", input);
+    streams_.Write("output", "");
+    streams_.Write("errors", "");
+    const pid_t child = fork();
+    if (child == 0) Become(arguments);
+    return child;
+  }
+
+  // Runs with the options for the test's own documents, behind the command's name.
+  Said RunWithSet(const std::vector<std::string>& arguments, const std::string& input = {}) const {
+    return Run(WithSet(arguments), input);
+  }
+  static std::vector<std::string> WithSet(std::vector<std::string> arguments) {
+    const std::vector<std::string> set = {"-d", "descriptions.xml", "-r", "rules.xml", "--root", "Job"};
+    arguments.insert(arguments.begin() + 1, set.begin(), set.end());
+    return arguments;
+  }
+
+ private:
+  void Redirect(const std::string& name, int stream, int flags) const {
+    const int file = open((streams_.path() / name).c_str(), flags, 0600);
+    Require(file >= 0 && dup2(file, stream) == stream);
+  }
+
+  [[noreturn]] void Become(const std::vector<std::string>& arguments) const {
+    Redirect("input", STDIN_FILENO, O_RDONLY);
+    Redirect(output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    Redirect(errors_, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    Require(chdir((path() / subfolder_).c_str()) == 0);
+    for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
+    std::vector<char*> argv = {const_cast<char*>(SBXML_TOOL)};
+    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(SBXML_TOOL, argv.data());
+    _exit(127);
+  }
+
+  ScratchFolder folder_;
+  ScratchFolder streams_;
+  std::string output_ = "output";
+  std::string errors_ = "errors";
+  std::string subfolder_;
+  std::vector<std::pair<std::string, std::string>> variables_;
+};
+
+// The good document of a set, each item on a line of its own from line 2 on, with lines replaced.
+class JobText {
+ public:
+  explicit JobText(const char* set = "") {
+    std::ifstream in(std::filesystem::path(SBXML_TEST_DOCUMENTS) / set / "good.xml");
+    for (std::string line; std::getline(in, line);) lines_.push_back(line);
+  }
+  // The line of the item; an empty text takes it out.
+  std::string With(const std::string& item, const std::string& text) const {
+    std::string out;
+    for (const std::string& line : lines_) {
+      out += (line.starts_with("<" + item + ">") || line.starts_with("<" + item + " ") ? text : line) + "\n";
+    }
+    return out;
+  }
+
+ private:
+  std::vector<std::string> lines_;
+};
+
+}  // namespace sbx::testing

@@ -1,0 +1,1 @@
+/* A DLL of nothing: what documents are added to as resources. */
