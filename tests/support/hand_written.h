@@ -7,7 +7,8 @@
 
 namespace sbx::testing {
 
-// `xml` is what the library wrote for `graph`. What is done to it is the dice's choice.
+// `xml` is what the library wrote for `graph`, without breaks between tags. What is done to it is the dice's
+// choice.
 WideString AsWrittenByHand(const WideString& xml, const RandomGraph& graph, Dice& dice);
 
 }  // namespace sbx::testing

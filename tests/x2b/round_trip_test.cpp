@@ -13,6 +13,7 @@
 #include "support/host_system.h"
 #include "support/random_graphs.h"
 #include "support/recording_log.h"
+#include "support/written_xml.h"
 
 namespace sbx::testing {
 namespace {
@@ -85,7 +86,7 @@ std::string TurnByHand(std::uint64_t seed, bool withDocuments) {
   if (out != SBX_OK) return "code " + std::to_string(out) + " on the way out";
   const WideString written = circle.text();
   Dice dice(~seed);
-  circle.SetText(AsWrittenByHand(written, graph, dice));
+  circle.SetText(AsWrittenByHand(AsEverywhere(written), graph, dice));
   const std::string byHand = circle.xml();
   const std::byte* rebuilt = nullptr;
   const std::int32_t back = circle.Back(RandomGraph::kRoot, &rebuilt);
@@ -133,7 +134,7 @@ std::uint64_t Address(const T* target) {
 
 // A record "Root" of four words.
 struct OneWay {
-  const char* why;
+  std::string why;
   WideString items;   // of Root
   WideString others;  // further records
   WideString rules;   // whole elements
@@ -327,8 +328,9 @@ std::vector<OneWay> OneWays() {
 TEST(RoundTrip, WhatCannotComeBackEndsAsTold) {
   for (const OneWay& row : OneWays()) {
     SCOPED_TRACE(row.why);
-    if (IsWine() && row.why == std::string("a lone surrogate"))
-      continue;  // it writes U+FFFD, which comes back
+    // It writes U+FFFD for the one and nothing for the other, so both come back.
+    if (IsWine() && (row.why == "a lone surrogate" || row.why == "a label with a control character"))
+      continue;
     std::size_t items = 0;
     for (auto at = row.items.find(u"<JSS"); at != WideString::npos; at = row.items.find(u"<JSS", at + 1))
       ++items;
