@@ -65,8 +65,12 @@ run_tests() {
   ctest --preset "$preset" -j "$jobs" "$@"
 }
 
+end_wine() { cmake/run_under_wine.sh "$PWD/build/windows" --end-server; }
+
 # The tests for Windows, in a fresh prefix: nothing of an earlier run is left in its registry or its folders.
 test_windows() {
+  trap end_wine EXIT
+  end_wine
   rm -rf build/windows/wine build/windows/wine.lock
   build windows
   parity

@@ -1,25 +1,40 @@
 #!/usr/bin/env bash
 # run_under_wine.sh <build folder> <program> [<argument>...]: runs a Windows program without a display, in a Wine
 # prefix of the build folder, which it makes at first.
+# run_under_wine.sh <build folder> --end-server: ends what still runs in that prefix.
 set -euo pipefail
 build=$1
 shift
 
-wine=/usr/lib/wine/wine64 # where Debian keeps the program itself, without the package that starts it by name
+wine=/usr/lib/wine/wine64 # where Debian keeps the programs themselves, without the scripts that start them by name
 [ -x "$wine" ] || wine=$(type -P wine64 || type -P wine) || { echo "no Wine found" >&2; exit 127; }
+server=/usr/lib/wine/wineserver64
+[ -x "$server" ] || server=$(type -P wineserver) || { echo "no Wine server found" >&2; exit 127; }
 export WINEPREFIX=$build/wine WINEDEBUG=${WINEDEBUG:--all}
 export WINEPATH="Z:${build//\//\\}" # where sbxml.dll is built
 # Neither asks for its own installer; none of what is run here needs them.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe="
+
+if [ "$1" = --end-server ]; then
+  [ ! -d "$WINEPREFIX" ] || { "$server" -k && "$server" -w; } || true # it says so if there is none
+  exit 0
+fi
+
+# Debian's Wine starts servers that end with their last program, and drop whoever connects meanwhile; starting one
+# and its services for each program is slow too. Ours ends after a minute without programs. Where one runs already
+# this does nothing.
+keep_server() { "$server" -p60 >/dev/null 2>&1 </dev/null || true; }
 
 if [ ! -e "$WINEPREFIX/.complete" ]; then
   mkdir -p "$WINEPREFIX"
   exec 9>"$build/wine.lock"
   flock 9
   if [ ! -e "$WINEPREFIX/.complete" ]; then
+    keep_server 9>&-
     "$wine" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
     touch "$WINEPREFIX/.complete"
   fi
   exec 9>&-
 fi
+keep_server
 exec "$wine" "$@"

@@ -44,6 +44,7 @@ inline HANDLE StartChild(unsigned number) {
   std::wstring line =
       L"\"" + std::wstring(program) + L"\" --gtest_filter=" + std::wstring(name.begin(), name.end());
   SetEnvironmentVariableW(L"SBXML_TEST_CHILD", std::to_wstring(number).c_str());
+  SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);  // or the one test might be another shard's
   STARTUPINFOW start = {};
   start.cb = sizeof start;
   PROCESS_INFORMATION process = {};
