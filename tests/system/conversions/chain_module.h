@@ -1,12 +1,12 @@
 // A module whose records form chains, trees and cycles, for callers of the built library.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "sbxml.h"
+#include "support/carried_documents.h"
+#include "support/exports.h"
 
 namespace sbx::testing {
 
@@ -28,10 +28,9 @@ class ChainModule {
  public:
   explicit ChainModule(std::u16string_view descriptions = kLinkDescriptions,
                        std::u16string_view rules = kNoRules)
-      : resources_{
-            {{"XML", 1, Bytes(descriptions), descriptions.data()}, {"XML", 2, Bytes(rules), rules.data()}}} {}
+      : documents_(descriptions, rules) {}
 
-  SBXModule handle() const { return &table_; }
+  SBXModule handle() const { return documents_.handle(); }
 
   // The code, with the need in `units`.
   std::int32_t Measure(const void* binary, std::int32_t* units) const {
@@ -49,9 +48,7 @@ class ChainModule {
   }
 
  private:
-  static std::uint32_t Bytes(std::u16string_view text) { return static_cast<std::uint32_t>(text.size() * 2); }
-  std::array<SBXModuleResource, 2> resources_;
-  SBXModuleResources table_ = {2, resources_.data()};
+  CarriedDocuments documents_;
 };
 
 }  // namespace sbx::testing

@@ -1,16 +1,17 @@
 // Conversions through the built library on data that tries to end the process.
 #include <atomic>
 #include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/mman.h>
 #include <thread>
 #include <vector>
 
 #include "chain_module.h"
+#include "platform/guarded_pages.h"
+#include "sized_stack.h"
 #include "support/child_process.h"
+#include "support/host_system.h"
 #include "support/sanitizers.h"
+#include "support/written_xml.h"
 
 namespace sbx::testing {
 namespace {
@@ -25,21 +26,6 @@ std::vector<Link> Chain(std::size_t links) {
   std::vector<Link> chain(links);
   for (std::size_t i = 0; i + 1 < links; ++i) chain[i].next = &chain[i + 1];
   return chain;
-}
-
-// Runs the body on a thread with a stack of that many bytes.
-void OnStack(std::size_t bytes, const std::function<void()>& body) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
-  pthread_t thread;
-  const auto run = [](void* argument) -> void* {
-    (*static_cast<const std::function<void()>*>(argument))();
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&body)), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
 }
 
 // --- depth -------------------------------------------------------------------------------------------------
@@ -63,6 +49,7 @@ TEST(Depth, CyclesEndInACodeOnStacksOfAnySize) {
   ring[2].next = &ring[0];
   for (const std::size_t kilobytes : {128u, 256u, 512u, 2048u, 16384u}) {
     SCOPED_TRACE(kilobytes);
+    if (IsWine() && kilobytes > 2048) continue;  // its time grows with the square of the depth
     std::int32_t rc = 0;
     OnStack(kilobytes * 1024, [&] {
       std::int32_t units = 0;
@@ -79,14 +66,18 @@ TEST(Depth, AThreadOfOrdinarySizeConvertsThousandsOfLevels) {
   OnStack(std::size_t{8} << 20, [&] {
     std::u16string xml;
     EXPECT_EQ(module.Convert(chain.data(), xml), SBX_OK);
-    EXPECT_EQ(xml.size(), std::u16string_view(u"<JobScriptXMLDescription><Link>").size() + 1'999 * 48 +
-                              std::u16string_view(u"<Next flag=\"null\"/><Name>link</Name><Number>5</Number>"
-                                                  u"</Link></JobScriptXMLDescription>")
-                                  .size());
+    EXPECT_EQ(AsEverywhere(xml).size(),
+              std::u16string_view(u"<JobScriptXMLDescription><Link>").size() + 1'999 * 48 +
+                  std::u16string_view(u"<Next flag=\"null\"/><Name>link</Name><Number>5</Number>"
+                                      u"</Link></JobScriptXMLDescription>")
+                      .size());
   });
 }
 
 // --- documents ---------------------------------------------------------------------------------------------
+
+// Documents with declarations of their own are validated by MSXML and fail there, but not by Wine's.
+constexpr std::int32_t kDeclared = kIsMsxml ? SBX_E_RESOURCE : SBX_E_DESCRIPTION;
 
 struct DocumentCase {
   std::u16string_view descriptions;
@@ -107,7 +98,7 @@ TEST(Documents, OfEveryKindOfDamageEndInACode) {
       {u"<structureDescription/>", kNoRules, SBX_E_RESOURCE, "another root"},
       {u"<StructureDescription>&undefined;</StructureDescription>", kNoRules, SBX_E_RESOURCE,
        "an unknown entity"},
-      {u"<!DOCTYPE a SYSTEM \"/etc/passwd\"><StructureDescription/>", kNoRules, SBX_E_DESCRIPTION,
+      {u"<!DOCTYPE a SYSTEM \"/etc/passwd\"><StructureDescription/>", kNoRules, kDeclared,
        "an external subset is not fetched: the set is empty"},
       {u"<!DOCTYPE a [<!ENTITY x SYSTEM \"/etc/passwd\">]><StructureDescription>&x;</StructureDescription>",
        kNoRules, SBX_E_RESOURCE, "an external entity"},
@@ -135,6 +126,8 @@ TEST(Documents, OfEveryKindOfDamageEndInACode) {
   const Link link;
   for (const DocumentCase& test : cases) {
     SCOPED_TRACE(test.why);
+    if (kIsWindows && (test.descriptions.empty() || test.rules.empty())) continue;  // can't be carried
+    if (IsWine() && test.descriptions.starts_with(u"<!DOCTYPE")) continue;
     const ChainModule module(test.descriptions, test.rules);
     std::int32_t units = 0;
     EXPECT_EQ(module.Measure(&link, &units), test.code);
@@ -144,13 +137,15 @@ TEST(Documents, OfEveryKindOfDamageEndInACode) {
 TEST(Documents, EveryPrefixOfAGoodOneEndsInACode) {
   const Link link;
   std::int32_t units = 0;
-  for (std::size_t length = 0; length < kLinkDescriptions.size(); ++length) {
+  // A module can't be given a document without bytes on Windows.
+  for (std::size_t length = kIsWindows ? 1 : 0; length < kLinkDescriptions.size(); ++length) {
     const std::u16string prefix(kLinkDescriptions.substr(0, length));
     EXPECT_EQ(ChainModule(prefix).Measure(&link, &units), SBX_E_RESOURCE) << length;
   }
 }
 
 TEST(Documents, NestedADeepWayDownAreRead) {
+  if (IsWine()) GTEST_SKIP() << "it loads 256 levels";
   std::u16string deep = u"<StructureDescription>";
   for (int i = 0; i < 200'000; ++i) deep += u"<a>";
   for (int i = 0; i < 200'000; ++i) deep += u"</a>";
@@ -164,28 +159,29 @@ TEST(Documents, NestedADeepWayDownAreRead) {
 
 TEST(Memory, ThatVanishesDuringAConversionEndsInACode) {
   const ChainModule module;
-  constexpr std::size_t kBytes = 64 * 4096;
-  void* const pages = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(pages, MAP_FAILED);
-  Link* const links = static_cast<Link*>(pages);
+  constexpr std::size_t kPages = 64;
+  platform::GuardedPages pages(kPages);
   // One link in each page, so that each is asked for by itself.
-  for (std::size_t i = 0; i < 64; ++i) {
-    Link* const here = &links[i * 4096 / sizeof(Link) + 1];
-    here->next = i + 1 < 64 ? &links[(i + 1) * 4096 / sizeof(Link) + 1] : nullptr;
-    here->name = u"x";
+  const auto linkIn = [&](std::size_t page) {
+    return reinterpret_cast<Link*>(pages.PageAt(page) + sizeof(Link));
+  };
+  for (std::size_t i = 0; i < kPages; ++i) {
+    linkIn(i)->next = i + 1 < kPages ? linkIn(i + 1) : nullptr;
+    linkIn(i)->name = u"x";
   }
   std::atomic<bool> stop = false;
   std::thread vandal([&] {
     while (!stop) {
-      mprotect(static_cast<char*>(pages) + 32 * 4096, 4096, PROT_NONE);
-      mprotect(static_cast<char*>(pages) + 32 * 4096, 4096, PROT_READ | PROT_WRITE);
+      pages.Protect(32, platform::PageAccess::kNone);
+      pages.Protect(32, platform::PageAccess::kReadWrite);
     }
   });
   int read = 0;
   int refused = 0;
-  for (int i = 0; i < 500; ++i) {
+  const int rounds = IsWine() ? 100 : 500;  // it asks a server for each change
+  for (int i = 0; i < rounds; ++i) {
     std::int32_t units = 0;
-    const std::int32_t rc = module.Measure(&links[1], &units);
+    const std::int32_t rc = module.Measure(linkIn(0), &units);
     ASSERT_TRUE(rc == SBX_OK || rc == SBX_E_ADDRESS) << rc;
     (rc == SBX_OK ? read : refused) += 1;
   }
@@ -193,7 +189,6 @@ TEST(Memory, ThatVanishesDuringAConversionEndsInACode) {
   vandal.join();
   RecordProperty("read", read);
   RecordProperty("refused", refused);
-  munmap(pages, kBytes);
 }
 
 TEST(Memory, PointersOfEveryWrongKindEndInACode) {
@@ -222,10 +217,10 @@ TEST(Memory, PointersOfEveryWrongKindEndInACode) {
 // --- threads -----------------------------------------------------------------------------------------------
 
 TEST(Threads, ConvertBesideEachOther) {
+  const ChainModule modules[4];
   std::vector<std::thread> threads;
   for (int id = 0; id < 4; ++id) {
-    threads.emplace_back([id] {
-      const ChainModule module;
+    threads.emplace_back([id, &module = modules[id]] {
       std::vector<Link> chain = Chain(20);
       for (Link& link : chain) link.number = id;
       for (int round = 0; round < 50; ++round) {

@@ -2,10 +2,10 @@
 // nothing of it may stay, which a leak checker sees when this program ends.
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <string>
 
 #include "chain_module.h"
+#include "run_time_library.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ int Fail(const char* what) {
 
 template <class Function>
 Function Find(void* library, const char* name) {
-  return reinterpret_cast<Function>(dlsym(library, name));
+  return reinterpret_cast<Function>(sbx::testing::FindFunction(library, name));
 }
 
 }  // namespace
@@ -25,23 +25,24 @@ int main(int argc, char** argv) {
   if (argc != 2) return Fail("wants the library's path");
   const sbx::testing::ChainModule module;
   for (int round = 0; round < 3; ++round) {
-    void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) return Fail(dlerror());
+    void* const library = sbx::testing::LoadLibraryAt(argv[1]);
+    if (library == nullptr) return Fail("the library can't be loaded");
     const auto convert = Find<decltype(&SBXXMLToBinary)>(library, "SBXXMLToBinary");
     const auto release = Find<decltype(&SBXFreeJSHandle)>(library, "SBXFreeJSHandle");
     if (convert == nullptr || release == nullptr) return Fail("a function is missing");
 
+    const SBXChar* const root = SBX_TEXT("Link");
     JSHandle* handles[3] = {};
     for (JSHandle*& handle : handles) {
-      const char16_t* const xml = u"<J><Link><Next><Name>b</Name></Next><Name>a</Name></Link></J>";
-      if (convert(module.handle(), 1, 2, u"Link", xml, &handle) != SBX_OK) return Fail("a conversion");
+      const SBXChar* const xml = SBX_TEXT("<J><Link><Next><Name>b</Name></Next><Name>a</Name></Link></J>");
+      if (convert(module.handle(), 1, 2, root, xml, &handle) != SBX_OK) return Fail("a conversion");
     }
     if (release(handles[1]) != SBX_OK) return Fail("a release");
     JSHandle* none = nullptr;
-    const char16_t* const bad = u"<J><Link><Name>a</Name><Next/></Link></J>";
-    if (convert(module.handle(), 1, 2, u"Link", bad, &none) != SBX_E_CONTENT) return Fail("a bad script");
-    if (dlclose(library) != 0) return Fail(dlerror());
-    if (dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) != nullptr) return Fail("the library is still there");
+    const SBXChar* const bad = SBX_TEXT("<J><Link><Name>a</Name><Next/></Link></J>");
+    if (convert(module.handle(), 1, 2, root, bad, &none) != SBX_E_CONTENT) return Fail("a bad script");
+    if (!sbx::testing::UnloadLibrary(library)) return Fail("the library can't be unloaded");
+    if (sbx::testing::IsLoaded(argv[1])) return Fail("the library is still there");
   }
   return 0;
 }
