@@ -10,6 +10,7 @@
 #include "platform/module_identity.h"
 #include "support/killable_process.h"
 #include "support/log_sandbox.h"
+#include "support/sleeping_thread.h"
 
 namespace sbx {
 namespace {
@@ -26,6 +27,7 @@ WideString ReleaseName(const platform::Uuid& hit) {
 class Breakpoints : public ::testing::Test {
  protected:
   void SetUp() override {
+    if (!KillableProcess::IsParent()) return;  // a child needs no tool of its own
     ASSERT_EQ(mutex_.Create(kBreakpointMutexName), platform::ObjectStatus::kOk);
     ASSERT_EQ(mapping_.Create(kBreakpointBlockName, sizeof(BREAKPOINT_BLOCK)), platform::ObjectStatus::kOk);
     ASSERT_EQ(signal_.Create(kBreakpointSignalName, platform::EventReset::kAuto),
@@ -156,7 +158,6 @@ TEST_F(Breakpoints, ABlockThatIsTooSmallIsNotTouched) {
 }
 
 TEST_F(Breakpoints, AnAbandonedMutexCountsAsObtained) {
-  Add(0, u"h", u"a");
   KillableProcess tool([] {
     platform::NamedMutex mutex;
     mutex.Open(kBreakpointMutexName);
@@ -166,6 +167,7 @@ TEST_F(Breakpoints, AnAbandonedMutexCountsAsObtained) {
   });
   ASSERT_TRUE(tool.Await());
   tool.Kill();
+  Add(0, u"h", u"a");
   EXPECT_TRUE(Check(u"h", 1, 1, u"a"));
 }
 
@@ -176,6 +178,7 @@ class Holding : public Breakpoints {
  protected:
   void SetUp() override {
     Breakpoints::SetUp();
+    if (!KillableProcess::IsParent()) return;
     const WideString path = platform::ExecutablePath();
     executable_ = FileNameOf(path);
     WideString ring = executable_;
@@ -188,15 +191,6 @@ class Holding : public Breakpoints {
     ASSERT_EQ(signal_.Wait(20'000), platform::WaitResult::kObtained);
     ASSERT_EQ(release.Open(ReleaseName(block_->hits[slot].hitId)), platform::ObjectStatus::kOk)
         << "the release event exists before the signal";
-  }
-  // Waits until the thread has gone to sleep, as the system tells.
-  static void AwaitSleep(std::uint32_t thread) {
-    for (;;) {
-      std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-      const std::string text{std::istreambuf_iterator<char>(stat), {}};
-      if (text.find(") S ") != std::string::npos) return;
-      std::this_thread::yield();
-    }
   }
   WideString executable_;
   platform::NamedEvent listen_;
@@ -251,7 +245,7 @@ TEST_F(Holding, WithdrawingTheSwitchLetsAThreadGo) {
   std::thread thread([&] { output_.LogW(4, 0, u"stop"); });
   platform::NamedEvent release;
   AwaitHit(0, release);
-  AwaitSleep(block_->hits[0].threadId);
+  testing::AwaitSleep(block_->hits[0].threadId);
   switch_.Close();
   thread.join();  // within about five seconds
 }

@@ -1,8 +1,10 @@
 #include "diag/host_discovery.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "platform/module_identity.h"
+#include "support/host_system.h"
 #include "support/log_sandbox.h"
 
 namespace sbx {
@@ -23,7 +25,16 @@ class HostDiscovery : public ::testing::Test {
     const std::filesystem::path own = GetOwnModulePath();
     std::string folder = own.parent_path().string();
     folder.resize(folder.size() - cut);
-    return std::string("\"") + value + "\"=\"" + folder + more + "\"\n";
+    return std::string("\"") + value + "\"=\"" + testing::RegistryText(folder + more) + "\"\n";
+  }
+  // A path with what separates folders here in the place of the slashes.
+  static WideString Native(WideString path) {
+    std::replace(path.begin(), path.end(), u'/', platform::kPathSeparator);
+    return path;
+  }
+  static std::string NativeText(const WideString& path) {
+    const WideString native = Native(path);
+    return testing::RegistryText({native.begin(), native.end()});
   }
   testing::LogSandbox sandbox_;
 };
@@ -87,18 +98,19 @@ TEST_F(HostDiscovery, KeyPathsOfTheThreeProducts) {
 }
 
 TEST_F(HostDiscovery, RootsComeFromThreePlaces) {
-  sandbox_.WriteRegistry(std::string(kInstallPath) + "\"Path\"=\"/opt/engine/\"\n" + kManagement +
-                         "\"Path\"=\"/opt/management\"\n" + kFamily + "\"RootPath\"=\"/opt/family\"\n");
-  EXPECT_EQ(GetProductRoot(PRODUCT_ENGINE), u"/opt/engine/");
-  EXPECT_EQ(GetProductRoot(PRODUCT_MANAGEMENT), u"/opt/management");
-  EXPECT_EQ(GetProductRoot(PRODUCT_UPDATE_MANAGER), u"/opt/family/Update Manager");
+  sandbox_.WriteRegistry(std::string(kInstallPath) + "\"Path\"=\"" + NativeText(u"/opt/engine/") + "\"\n" +
+                         kManagement + "\"Path\"=\"" + NativeText(u"/opt/management") + "\"\n" + kFamily +
+                         "\"RootPath\"=\"" + NativeText(u"/opt/family") + "\"\n");
+  EXPECT_EQ(GetProductRoot(PRODUCT_ENGINE), Native(u"/opt/engine/"));
+  EXPECT_EQ(GetProductRoot(PRODUCT_MANAGEMENT), Native(u"/opt/management"));
+  EXPECT_EQ(GetProductRoot(PRODUCT_UPDATE_MANAGER), Native(u"/opt/family/Update Manager"));
   EXPECT_EQ(GetProductRoot(PRODUCT_NONE), u"");
   EXPECT_EQ(GetProductRoot(PRODUCT_WINPE), u"");
 }
 
 TEST_F(HostDiscovery, TheUpdateManagersRootNeedsNoSecondSeparatorAndNoEmptyBase) {
-  sandbox_.WriteRegistry(std::string(kFamily) + "\"RootPath\"=\"/opt/family/\"\n");
-  EXPECT_EQ(GetProductRoot(PRODUCT_UPDATE_MANAGER), u"/opt/family/Update Manager");
+  sandbox_.WriteRegistry(std::string(kFamily) + "\"RootPath\"=\"" + NativeText(u"/opt/family/") + "\"\n");
+  EXPECT_EQ(GetProductRoot(PRODUCT_UPDATE_MANAGER), Native(u"/opt/family/Update Manager"));
   sandbox_.WriteRegistry(std::string(kFamily) + "\"RootPath\"=\"\"\n");
   EXPECT_EQ(GetProductRoot(PRODUCT_UPDATE_MANAGER), u"");
 }
@@ -209,7 +221,7 @@ TEST_F(HostDiscovery, RegistryValuesAreReadWhateverTheirType) {
   EXPECT_EQ(ReadRegistryDword(key, u"five", &number), 234u);
   EXPECT_EQ(ReadRegistryDword(key, u"missing", &number), 2u);
   EXPECT_EQ(ReadRegistryDword(u"SOFTWARE\\Missing", u"n", &number), 2u);
-  EXPECT_EQ(ReadRegistryDword(u"\\T", u"n", &number), 2u);
+  EXPECT_EQ(ReadRegistryDword(u"\\T", u"n", &number), testing::kIsWindows ? 161u : 2u);
   EXPECT_EQ(number, 99u) << "failures leave it";
   WideString text = u"before";
   EXPECT_EQ(ReadRegistryString(key, u"missing", &text), 2u);
@@ -217,7 +229,9 @@ TEST_F(HostDiscovery, RegistryValuesAreReadWhateverTheirType) {
   EXPECT_EQ(ReadRegistryString(key, u"s", &text), 0u);
   EXPECT_EQ(text, u"text");
   EXPECT_EQ(ReadRegistryString(key, u"odd", &text), 0u) << "half a unit and no terminator";
-  EXPECT_EQ(text, u"AB");
+  if (!testing::IsWine()) {  // its import keeps no half units of a text
+    EXPECT_EQ(text, u"AB");
+  }
   EXPECT_EQ(ReadRegistryString(key, u"n", &text), 0u);
   EXPECT_EQ(text, u"*");
 }

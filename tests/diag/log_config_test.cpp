@@ -1,47 +1,12 @@
 #include "diag/log_config.h"
 
-#include <gtest/gtest.h>
-
-#include "base/format.h"
-#include "platform/module_identity.h"
+#include "log_config_fixture.h"
 #include "support/killable_process.h"
-#include "support/log_sandbox.h"
 
 namespace sbx {
 namespace {
 
 using testing::KillableProcess;
-
-class LogConfig : public ::testing::Test {
- protected:
-  void SetUp() override { config_ = std::make_unique<CLogConfig>(); }
-  void TearDown() override {
-    config_.reset();
-    ForgetRegistryLevels();
-    ForgetGlobalOptions();
-  }
-  static WideString Name(const char16_t* format) {
-    return WideString(Message(format, platform::CurrentProcessId()).view());
-  }
-  // The block as a tool sees it. The configuration has to be attached.
-  LOGCFG_BLOCK& Block() {
-    if (!tool_.IsOpen()) {
-      EXPECT_EQ(tool_.Open(Name(kLogConfigBlockName)), platform::ObjectStatus::kOk);
-    }
-    return *static_cast<LOGCFG_BLOCK*>(tool_.Map(sizeof(LOGCFG_BLOCK)));
-  }
-  WideString Path(WideView name, bool disableGlobal = false) {
-    char16_t path[kLogPathUnits] = u"unchanged";
-    config_->GetLogPath(name, disableGlobal, path);
-    return path;
-  }
-  WideString Default(const char* file) const { return (sandbox_.logs() / file).u16string(); }
-  static void Set(char16_t (&field)[512], WideView text) { CopyTruncated(field, 512, text); }
-
-  testing::LogSandbox sandbox_;
-  std::unique_ptr<CLogConfig> config_;
-  platform::SharedBlock tool_;
-};
 
 TEST_F(LogConfig, AFreshBlock) {
   ASSERT_TRUE(config_->Attach(platform::CurrentProcessId()));
@@ -345,12 +310,14 @@ TEST_F(LogConfig, ShutdownClosesTheBlock) {
   EXPECT_EQ(mutex.Open(Name(kLogConfigMutexName)), platform::ObjectStatus::kNotFound);
 }
 
-TEST_F(LogConfig, WithoutAFolderForNamedObjectsNothingIsAnswered) {
-  std::ofstream(sandbox_.runtime()) << "in the way";
+TEST_F(LogConfig, WithoutItsMutexNothingIsAnswered) {
+  platform::NamedEvent inTheWay;
+  ASSERT_EQ(inTheWay.Create(Name(kLogConfigMutexName), platform::EventReset::kAuto),
+            platform::ObjectStatus::kOk);
   config_->RegisterModule(u"a.dll");
   EXPECT_EQ(config_->GetModuleLevel(u"a.dll"), -1);
   EXPECT_EQ(Path(u"a.dll"), u"unchanged");
-  std::filesystem::remove(sandbox_.runtime());
+  inTheWay.Close();
   config_->RegisterModule(u"a.dll");
   EXPECT_EQ(Path(u"a.dll"), Default("a.dll.Log")) << "tried again at the next call";
 }
@@ -368,7 +335,7 @@ TEST_F(LogConfig, DefaultPathsOfNames) {
       {u"a.log.b", Default("a.log.b.Log")},
       {u"/x/y", u"/x/y"},
       {u"x/y", u"x/y"},
-      {u"", Default("libsbxml.so.Log")},
+      {u"", Default((testing::ModuleName() + ".Log").c_str())},
   };
   for (const Case& c : cases) EXPECT_EQ(config_->ResolveLogPath(c.name), c.expected);
 }
@@ -376,50 +343,31 @@ TEST_F(LogConfig, DefaultPathsOfNames) {
 // --- The log folder
 // ------------------------------------------------------------------------------------------
 
-class LogFolder : public LogConfig {
- protected:
-  void SetUp() override { ::unsetenv("SBXML_LOG_DIR"); }
-  static std::string ExecutableFolder() {
-    return std::filesystem::path(platform::ExecutablePath()).parent_path().string();
-  }
-  // The folder that a configuration made now decides on.
-  static std::string Folder() {
-    CLogConfig config;
-    return std::filesystem::path(WideString(config.LogFolder())).string();
-  }
-};
-
-TEST_F(LogFolder, TheEnvironmentDecidesFirst) {
-  ::setenv("SBXML_LOG_DIR", "/some/where", 1);
-  EXPECT_EQ(Folder(), "/some/where/");
-  ::setenv("SBXML_LOG_DIR", "/some/where/", 1);
-  EXPECT_EQ(Folder(), "/some/where/");
-  ::setenv("SBXML_LOG_DIR", "", 1);
-  EXPECT_EQ(Folder(), ExecutableFolder() + "/Logs/");
-}
-
 TEST_F(LogFolder, WithoutAProductItLiesBesideTheExecutable) {
-  EXPECT_EQ(Folder(), ExecutableFolder() + "/Logs/");
+  EXPECT_EQ(Folder(), ExecutableFolder() / "Logs" / "");
 }
 
 TEST_F(LogFolder, InAPreInstallEnvironmentItsNameIsSingular) {
   sandbox_.WriteRegistry("[HKEY_LOCAL_MACHINE\\SYSTEM\\Setup]\n\"CmdLine\"=\"winpeshl.exe\"\n");
-  EXPECT_EQ(Folder(), ExecutableFolder() + "/Log/");
+  EXPECT_EQ(Folder(), ExecutableFolder() / "Log" / "");
 }
 
 TEST_F(LogFolder, UnderAProductsRootItLiesThere) {
-  const std::string own = ExecutableFolder();
+  const auto path = [](const std::filesystem::path& root) {
+    return "\"Path\"=\"" + testing::RegistryText(root.string()) + "\"\n";
+  };
+  const std::filesystem::path own = ExecutableFolder();
+  const std::filesystem::path top = own.root_path();  // ends in its separator
   const std::string engine = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Torvane\\Vaultmere\\Engine\\InstallPath]\n";
-  sandbox_.WriteRegistry(engine + "\"Path\"=\"" + own + "\"\n");
-  EXPECT_EQ(Folder(), own + "/Logs/");
-  sandbox_.WriteRegistry(engine + "\"Path\"=\"/\"\n");
-  EXPECT_EQ(Folder(), "/Logs/") << "no doubled separator";
-  sandbox_.WriteRegistry(engine +
-                         "\"Path\"=\"/elsewhere\"\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Torvane\\Vaultmere\\"
-                         "Management]\n\"Path\"=\"/\"\n");
-  EXPECT_EQ(Folder(), "/Logs/") << "the next product";
-  sandbox_.WriteRegistry(engine + "\"Path\"=\"/elsewhere\"\n");
-  EXPECT_EQ(Folder(), own + "/Logs/") << "none fits";
+  const std::string management = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Torvane\\Vaultmere\\Management]\n";
+  sandbox_.WriteRegistry(engine + path(own));
+  EXPECT_EQ(Folder(), own / "Logs" / "");
+  sandbox_.WriteRegistry(engine + path(top));
+  EXPECT_EQ(Folder().native(), (top / "Logs" / "").native()) << "no doubled separator";
+  sandbox_.WriteRegistry(engine + path("/elsewhere") + management + path(top));
+  EXPECT_EQ(Folder(), top / "Logs" / "") << "the next product";
+  sandbox_.WriteRegistry(engine + path("/elsewhere"));
+  EXPECT_EQ(Folder(), own / "Logs" / "") << "none fits";
 }
 
 // --- The registry
@@ -430,7 +378,7 @@ class RegistryLevels : public ::testing::Test {
   ~RegistryLevels() override {
     ForgetRegistryLevels();
     ForgetGlobalOptions();
-    std::filesystem::remove(sandbox_.registry());
+    sandbox_.WriteRegistry("");
     CLogConfig::Instance().DetectAgain();
   }
   void Write(const std::string& lines) {

@@ -42,6 +42,8 @@ class KillableProcess {
     for (;;) ::pause();
   }
 
+  // Whether what stands before the child in a test is run for the parent. Where a child is forked it is.
+  static constexpr bool IsParent() { return true; }
   // In the child: the number of its parent.
   static std::uint32_t ParentId() { return static_cast<std::uint32_t>(::getppid()); }
 

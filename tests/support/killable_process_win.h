@@ -50,6 +50,8 @@ class KillableProcess {
   [[noreturn]] static int Sleep() {
     for (;;) ::Sleep(INFINITE);
   }
+  // Whether what stands before the child in a test is run for the parent, and not once more for the child.
+  static bool IsParent() { return ChildNumber() == 0; }
   // In the child: the number of its parent.
   static std::uint32_t ParentId() {
     return static_cast<std::uint32_t>(std::strtoul(std::getenv("SBXML_TEST_PARENT"), nullptr, 10));

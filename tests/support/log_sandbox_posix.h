@@ -1,6 +1,7 @@
 // The sandbox as a folder, which environment variables lead to.
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -44,9 +45,16 @@ class LogSandbox {
   void WriteRegistry(const std::string& lines) const {
     std::ofstream(registry(), std::ios::binary) << "Windows Registry Editor Version 5.00\n\n" << lines;
   }
+  // From here on logs go where they go by themselves.
+  static void LetGoOfLogs() { ::unsetenv("SBXML_LOG_DIR"); }
 
  private:
   std::filesystem::path root_;
 };
+
+// Gives a file a size; what is added needs no room on the disk.
+inline void ResizeSparse(const std::filesystem::path& path, std::uintmax_t size) {
+  std::filesystem::resize_file(path, size);
+}
 
 }  // namespace sbx::testing
