@@ -42,6 +42,12 @@ bool WantsColour(Colour colour, system::Stream stream) {
   return !isRefused && system::IsTerminal(stream);
 }
 
+// "/x" is a path everywhere. Commands take this over from their parent when they are added.
+CLI::App& WithDashesAlone(CLI::App& app) {
+  app.allow_windows_style_options(false);
+  return app;
+}
+
 // What every command takes.
 CLI::App* AddCommand(CLI::App& app, CommandLine& line, const char* name, const char* purpose) {
   CLI::App* const command = app.add_subcommand(name, purpose);
@@ -156,7 +162,8 @@ class Program {
  public:
   Program()
       : app_("Watch and steer the log of running processes.", "sbxlog"),
-        ps_(AddCommand(app_, line_, "ps", "List the processes that log, with their levels and paths")),
+        ps_(AddCommand(WithDashesAlone(app_), line_, "ps",
+                       "List the processes that log, with their levels and paths")),
         tail_(AddTail(app_, line_)),
         level_(AddSetting(app_, line_, "level", "Change the level of a running process")),
         path_(AddSetting(app_, line_, "path", "Change the log file of a running process")),

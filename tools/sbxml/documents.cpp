@@ -137,6 +137,11 @@ bool IsAscii(std::string_view bytes) noexcept {
   return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return (byte & 0x80) == 0; });
 }
 
+// What files without a mark are in; elsewhere than on Windows it always is.
+bool IsNarrowPageUtf8() {
+  return platform::Widen("\xC3\xBC", platform::NarrowPage::kAnsi) == WideString(u"\u00FC");
+}
+
 // The encoding that a declaration names, in upper case; empty if there is none.
 std::string DeclaredEncoding(WideView declaration) {
   constexpr WideView kKey = u"encoding";
@@ -178,9 +183,10 @@ class ReadingCheck {
       Tell(Id::kBrokenEncoding, Counted(replaced, "place") + " that are no UTF-8 are read as U+FFFD");
     }
     const std::string encoding = DeclaredEncoding(declaration);
-    if (encoding.empty() || encoding == "UTF-8" || IsAscii(bytes_)) return;
-    Tell(Id::kDeclaredEncoding,
-         "the declared encoding " + encoding + " is ignored: the file is read as UTF-8");
+    const bool isUtf8 = bytes_.starts_with("\xEF\xBB\xBF") || IsNarrowPageUtf8();
+    if (encoding.empty() || (isUtf8 && encoding == "UTF-8") || IsAscii(bytes_)) return;
+    Tell(Id::kDeclaredEncoding, "the declared encoding " + encoding + " is ignored: the file is read " +
+                                    (isUtf8 ? "as UTF-8" : "in the system's code page"));
   }
 
   void Tell(Id id, const std::string& message) {

@@ -177,6 +177,7 @@ std::vector<std::string> MannersOf(const CommandLine& line) {
 class Program {
  public:
   Program() : app_("Job scripts as XML: check, inspect, convert, describe, lint.", "sbxml") {
+    app_.allow_windows_style_options(false);  // "/x" is a path everywhere; commands inherit it when added
     app_.set_version_flag("--version", "sbxml " SBXML_VERSION);
     app_.require_subcommand(1);
     app_.footer(

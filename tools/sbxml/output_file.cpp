@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <system_error>
 #include <utility>
 
 #include "platform/narrow_text.h"
@@ -41,8 +41,11 @@ class TemporaryFile {
  public:
   explicit TemporaryFile(const fs::path& target) : path_(system::MakeTemporaryFile(FromPath(target) + ".")) {}
   ~TemporaryFile() {
+    if (path_.empty()) return;
+    // It may have the rights of a read-only target already, which keep it where files have such a mark.
     std::error_code ignored;
-    if (!path_.empty()) fs::remove(ToPath(path_), ignored);
+    fs::permissions(ToPath(path_), fs::perms::owner_write, fs::perm_options::add, ignored);
+    fs::remove(ToPath(path_), ignored);
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -65,7 +68,7 @@ void ReplaceFile(const std::string& name, const fs::path& target, std::string_vi
   const fs::perms rights =
       fs::exists(before) ? before.permissions() : static_cast<fs::perms>(system::NewFileMode());
   TemporaryFile file(target);
-  if (file.path().empty()) Fail(name, std::strerror(errno));
+  if (file.path().empty()) Fail(name, std::generic_category().message(errno));
   if (!WriteBytes(file.path(), bytes)) Fail(name, "the disk is full or failed");
   fs::permissions(ToPath(file.path()), rights, error);
   if (const std::error_code failed = file.RenameTo(target)) Fail(name, failed.message());

@@ -1,8 +1,9 @@
 // A document as it stands in its file: elements with their places, attributes and own text, in document
 // order.
 //
-// Read by the same parser as the library's own document and from the same text, so the n-th element here is
-// the n-th element there. Nothing recurses: depth is limited by memory alone.
+// Read from the same text as the library's own document, by the same parser where that one tells places and
+// elsewhere by one that takes the same documents (xml_reading.h), so the n-th element here is the n-th
+// element there. Nothing recurses: depth is limited by memory alone.
 #pragma once
 
 #include <cstddef>
