@@ -27,6 +27,11 @@ inline std::uint32_t OwnThreadId() noexcept {
   return GetCurrentThreadId();
 }
 
+// What files without a mark hold.
+inline bool IsNarrowPageUtf8() noexcept {
+  return GetACP() == CP_UTF8;
+}
+
 // Wine is Windows but for what docs/platforms.md lists.
 inline bool IsWine() noexcept {
   const HMODULE system = GetModuleHandleW(L"ntdll.dll");
@@ -46,6 +51,9 @@ inline std::uint32_t OwnThreadId() noexcept {
   return static_cast<std::uint32_t>(::gettid());
 }
 
+inline bool IsNarrowPageUtf8() noexcept {
+  return true;
+}
 inline bool IsWine() noexcept {
   return false;
 }

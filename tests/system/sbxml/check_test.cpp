@@ -30,7 +30,7 @@ void ExpectFindings(const char* set, const std::vector<Finding>& findings, const
   const JobText job(set);
   for (const Finding& finding : findings) {
     SCOPED_TRACE(finding.why);
-    folder.Write("job.xml", job.With(finding.item, finding.text));
+    folder.Write("job.xml", Utf8File(job.With(finding.item, finding.text)));
     EXPECT_EQ(folder.RunWithSet({"check", "job.xml"}), (Said{ended, "", WithFileName(finding.errors)}));
   }
 }
@@ -513,6 +513,7 @@ TEST(SbxmlCheck, TellsOfARecordThatCanNotBeWrittenAgain) {
 }
 
 TEST(SbxmlCheck, TellsOfATextThatComesBackAsNoXml) {
+  if (IsWine()) GTEST_SKIP() << "it writes U+FFFD for half of a pair";
   ToolFolder folder;
   folder.Write("job.xml", JobText().With("title", "<title flag=\"binary\">00D8</title>"));
   EXPECT_EQ(folder.RunWithSet({"check", "job.xml"}),
@@ -563,12 +564,12 @@ TEST(SbxmlCheck, TellsWhatReadingAFileLoses) {
     std::string bytes;
     std::string errors;
   } kFiles[] = {
-      {"bytes that are no UTF-8", JobText().With("title", "<title>gr\xFC\xDF</title>"),
+      {"bytes that are no UTF-8", Utf8File(JobText().With("title", "<title>gr\xFC\xDF</title>")),
        "job.xml:1:1: warning: 2 places that are no UTF-8 are read as U+FFFD [broken-encoding]\n"},
       {"a declaration of another encoding",
        "<?xml version=\"1.0\" encoding=\"iso-8859-1\"?>" + JobText().With("title", "<title>\xC3\xBC</title>"),
-       "job.xml:1:1: warning: the declared encoding ISO-8859-1 is ignored: the file is read as UTF-8 "
-       "[declared-encoding]\n"},
+       std::string("job.xml:1:1: warning: the declared encoding ISO-8859-1 is ignored: the file is read ") +
+           (IsNarrowPageUtf8() ? "as UTF-8" : "in the system's code page") + " [declared-encoding]\n"},
       {"text behind a zero", JobText().With("zzz", "") + std::string("\0more", 5),
        "job.xml:1:1: warning: 4 characters behind a zero character are not read [text-after-zero]\n"},
   };

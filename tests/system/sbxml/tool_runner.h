@@ -1,16 +1,15 @@
-// Runs the command as a process and keeps what it said. POSIX only.
+// Runs the command as a process and keeps what it said.
 #pragma once
 
-#include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <string>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
-#include "support/child_process.h"
+#include "sbxml/tool_process.h"
+#include "support/host_system.h"
 #include "support/scratch_folder.h"
 
 namespace sbx::testing {
@@ -27,6 +26,11 @@ inline void PrintTo(const Said& said, std::ostream* out) {
   *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
 }
 
+// UTF-8 as a file holds it: behind a mark where files without one are in another code page.
+inline std::string Utf8File(const std::string& text) {
+  return (IsNarrowPageUtf8() ? "" : "\xEF\xBB\xBF") + text;
+}
+
 // A folder that the command runs in, with one of the test's sets of documents in it.
 class ToolFolder {
  public:
@@ -34,6 +38,7 @@ class ToolFolder {
     for (const char* const name : {"descriptions.xml", "rules.xml", "good.xml"}) {
       std::filesystem::copy_file(std::filesystem::path(SBXML_TEST_DOCUMENTS) / set / name, path() / name);
     }
+    Write("good.xml", Utf8File(Read("good.xml")));
   }
 
   const std::filesystem::path& path() const { return folder_.path(); }
@@ -52,22 +57,25 @@ class ToolFolder {
 
   // Runs the command here; `input` is its standard input.
   Said Run(const std::vector<std::string>& arguments, const std::string& input = {}) const {
-    const pid_t child = Start(arguments, input);
     Said said;
-    said.ended = WaitForChild(child);
+    said.ended = EndOfTool(Start(arguments, input));
     said.output = streams_.Read("output");
     said.errors = streams_.Read("errors");
     return said;
   }
 
   // Starts the command without waiting for it.
-  pid_t Start(const std::vector<std::string>& arguments, const std::string& input = {}) const {
+  ToolProcess Start(const std::vector<std::string>& arguments, const std::string& input = {}) const {
     streams_.Write("input", input);
     streams_.Write("output", "");
     streams_.Write("errors", "");
-    const pid_t child = fork();
-    if (child == 0) Become(arguments);
-    return child;
+    return StartTool({.program = SBXML_TOOL,
+                      .arguments = arguments,
+                      .folder = path() / subfolder_,
+                      .input = streams_.path() / "input",
+                      .output = streams_.path() / output_,
+                      .errors = streams_.path() / errors_,
+                      .variables = variables_});
   }
 
   // Runs with the options for the test's own documents, behind the command's name.
@@ -81,24 +89,6 @@ class ToolFolder {
   }
 
  private:
-  void Redirect(const std::string& name, int stream, int flags) const {
-    const int file = open((streams_.path() / name).c_str(), flags, 0600);
-    Require(file >= 0 && dup2(file, stream) == stream);
-  }
-
-  [[noreturn]] void Become(const std::vector<std::string>& arguments) const {
-    Redirect("input", STDIN_FILENO, O_RDONLY);
-    Redirect(output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-    Redirect(errors_, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-    Require(chdir((path() / subfolder_).c_str()) == 0);
-    for (const auto& [name, value] : variables_) setenv(name.c_str(), value.c_str(), 1);
-    std::vector<char*> argv = {const_cast<char*>(SBXML_TOOL)};
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(SBXML_TOOL, argv.data());
-    _exit(127);
-  }
-
   ScratchFolder folder_;
   ScratchFolder streams_;
   std::string output_ = "output";

@@ -1,0 +1,27 @@
+// A command as a process: how it is started and how it ends.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sbx::testing {
+
+struct ToolStart {
+  std::filesystem::path program;
+  std::vector<std::string> arguments;  // without the program's name; UTF-8
+  std::filesystem::path folder;        // that it runs in
+  std::filesystem::path input;         // the files that are its streams; the last two are there
+  std::filesystem::path output;
+  std::filesystem::path errors;
+  std::vector<std::pair<std::string, std::string>> variables;  // of its environment, beside those of the test
+};
+
+}  // namespace sbx::testing
+
+#if defined(_WIN32)
+#include "sbxml/tool_process_win.h"
+#else
+#include "sbxml/tool_process_posix.h"
+#endif
