@@ -10,13 +10,13 @@
 #include <thread>
 
 #include "diag/breakpoints.h"
+#include "diag/live_channel_format.h"
 #include "diag/log_share_memory.h"
-#include "diag/sm_output.h"
-#include "platform/module_identity.h"
 #include "platform/named_objects.h"
 #include "support/killable_process.h"
 #include "support/log_sandbox.h"
 #include "support/worker_lines.h"
+#include "support/worker_process.h"
 #include "workers.h"
 
 namespace sbx {
@@ -28,14 +28,18 @@ using testing::KillableProcess;
 using testing::StartWorker;
 using testing::WaitForWorker;
 
-constexpr char16_t kWorkerName[] = u"LOG_WORKER";
+using testing::Worker;
+
+WideString UpperCase(WideString text) {
+  std::transform(text.begin(), text.end(), text.begin(), AsciiUpper);
+  return text;
+}
 
 class LiveChannel : public ::testing::Test {
  protected:
   // The tool's order of work.
   void TurnOn() {
-    ASSERT_TRUE(
-        IsOpened(listener_.Create(WideString(kLiveEventName) + kWorkerName, platform::EventReset::kAuto)));
+    ASSERT_TRUE(IsOpened(listener_.Create(kLiveEventName + workerName_, platform::EventReset::kAuto)));
     ASSERT_TRUE(IsOpened(switch_.Create(kLogSwitchName, platform::EventReset::kManual)));
   }
   void AttachAfterTheFirstSignal() {
@@ -57,10 +61,10 @@ class LiveChannel : public ::testing::Test {
     reading->lost = static_cast<std::int64_t>(messages.size() - fresh);
     for (std::size_t i = 0; i < messages.size(); ++i) {
       const WideString wide = messages[i]->GetText();
-      EXPECT_EQ(messages[i]->GetProcessName(), kWorkerName);
+      EXPECT_EQ(messages[i]->GetProcessName(), workerName_);
       testing::WorkerLine line;
       EXPECT_TRUE(testing::ParseWorkerText(std::string(wide.begin(), wide.end()), &line));
-      EXPECT_EQ(static_cast<int>(messages[i]->GetProcessId()), line.process);
+      EXPECT_EQ(messages[i]->GetProcessId(), testing::ProcessOf(line.worker));
       if (i + fresh >= messages.size()) reading->lines.push_back(line);
       messages[i]->Release();
     }
@@ -69,13 +73,14 @@ class LiveChannel : public ::testing::Test {
   testing::LogSandbox sandbox_;
   NamedEvent listener_;
   NamedEvent switch_;
-  CLogShareMemory ring_{kWorkerName};
+  const WideString workerName_ = UpperCase(testing::WorkerProgram());
+  CLogShareMemory ring_{workerName_};
 };
 
 TEST_F(LiveChannel, WrappedManyTimesUnderASlowReaderLosesOnlyWhatTheIndicesTell) {
   constexpr long long kLines = 500;
   TurnOn();
-  std::vector<pid_t> writers;
+  std::vector<Worker> writers;
   for (int i = 0; i < 8; ++i)
     writers.push_back(StartWorker("channel", sandbox_.root(), {"4", std::to_string(kLines), "0"}));
   AttachAfterTheFirstSignal();
@@ -89,7 +94,7 @@ TEST_F(LiveChannel, WrappedManyTimesUnderASlowReaderLosesOnlyWhatTheIndicesTell)
     lost += reading.lost;
     taken += static_cast<std::int64_t>(reading.lines.size());
     for (const testing::WorkerLine& line : reading.lines) {
-      const auto [known, isNew] = last.try_emplace({line.process, line.thread}, line.number);
+      const auto [known, isNew] = last.try_emplace({line.worker, line.thread}, line.number);
       EXPECT_TRUE(isNew || known->second < line.number) << "each thread's lines come in order and once";
       known->second = line.number;
     }
@@ -107,7 +112,7 @@ TEST_F(LiveChannel, WrappedManyTimesUnderASlowReaderLosesOnlyWhatTheIndicesTell)
     take();
     ASSERT_TRUE(ring_.ReadIndices(&readIndex, &writeIndex));
   }
-  for (const pid_t pid : writers) EXPECT_EQ(WaitForWorker(pid), 0);
+  for (const Worker writer : writers) EXPECT_EQ(WaitForWorker(writer), 0);
   EXPECT_EQ(taken + lost, all);
   EXPECT_GT(lost, 5000);
   for (const auto& [writer, number] : last) EXPECT_LT(number, kLines);
@@ -119,8 +124,8 @@ TEST_F(LiveChannel, KilledWritersTearNothingAndStopNobody) {
   std::mt19937 random(7);
   TurnOn();
   const auto start = [&] { return StartWorker("trickle", sandbox_.root(), {"4", "-1", "0"}); };
-  const pid_t stayer = start();
-  pid_t victims[] = {start(), start()};
+  const Worker stayer = start();
+  Worker victims[] = {start(), start()};
   AttachAfterTheFirstSignal();
   std::int64_t taken = 0;
   const auto take = [&] {
@@ -131,21 +136,21 @@ TEST_F(LiveChannel, KilledWritersTearNothingAndStopNobody) {
   for (int i = 0; i < kills && !HasFatalFailure(); ++i) {
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
     take();
-    pid_t& victim = victims[i % 2];
-    ::kill(victim, SIGKILL);
-    EXPECT_EQ(WaitForWorker(victim), -SIGKILL);
+    Worker& victim = victims[i % 2];
+    testing::KillWorker(victim);
+    EXPECT_EQ(WaitForWorker(victim), testing::kWasKilled);
     take();
     victim = start();
   }
   std::ofstream(sandbox_.root() / "stop");
   EXPECT_EQ(WaitForWorker(stayer), 0);
-  for (const pid_t victim : victims) EXPECT_EQ(WaitForWorker(victim), 0);
+  for (const Worker victim : victims) EXPECT_EQ(WaitForWorker(victim), 0);
   EXPECT_GT(taken, kills);
 }
 
 // --- Breakpoints -------------------------------------------------------------------------------------------
 
-// A host is a forked child that logs through an output of its own; a tool is this process or another child.
+// A host is a worker; a tool is this process or a child.
 class HeldHosts : public ::testing::Test {
  protected:
   // What a tool with breakpoints owns.
@@ -156,8 +161,7 @@ class HeldHosts : public ::testing::Test {
     BREAKPOINT_BLOCK* block = nullptr;
 
     bool Make(const WideString& executable) {
-      WideString ring = executable;
-      std::transform(ring.begin(), ring.end(), ring.begin(), AsciiUpper);
+      const WideString ring = UpperCase(executable);
       if (!IsOpened(mutex.Create(kBreakpointMutexName)) ||
           !IsOpened(mapping.Create(kBreakpointBlockName, sizeof(BREAKPOINT_BLOCK))) ||
           !IsOpened(signal.Create(kBreakpointSignalName, platform::EventReset::kAuto)) ||
@@ -188,8 +192,7 @@ class HeldHosts : public ::testing::Test {
       }
     }
     static bool Release(const BREAKPOINT_HIT& hit) {
-      WideString id = platform::UuidToText(hit.hitId);
-      std::transform(id.begin(), id.end(), id.begin(), AsciiUpper);
+      const WideString id = UpperCase(platform::UuidToText(hit.hitId));
       // A thread that wrote its hit makes the event before it gives the signal; the slot may be seen earlier.
       for (int i = 0; i < 2000; ++i) {
         NamedEvent release;
@@ -203,31 +206,50 @@ class HeldHosts : public ::testing::Test {
     }
   };
 
-  static WideString Executable() {
-    const WideString path = platform::ExecutablePath();
-    return WideString(path.substr(path.rfind(u'/') + 1));
-  }
-  // Logs once and says so when the call is through.
-  static int LogOnce() {
-    NSDBG::CSMOutput output;
-    output.LogW(4, 0, u"now stop here");
-    KillableProcess::Say();
-    return 0;
-  }
+  // A worker that logs what holds it.
+  class Host {
+   public:
+    Host(const testing::LogSandbox& sandbox, const char* command)
+        : worker_(StartWorker(command, sandbox.root(), {})),
+          page_(testing::OpenProgress(sandbox.root().string(), worker_)) {}
+    ~Host() { testing::CloseProgress(page_); }
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    std::uint32_t process() const { return testing::ProcessOf(worker_); }
+    std::uint32_t thread() const { return static_cast<std::uint32_t>(Told(1)); }
+    // Whether its call is through, or that of the thread beside it.
+    bool HasSaid() const { return Told(0) != 0; }
+    bool Await() const {
+      const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+      while (!HasSaid() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+      return HasSaid();
+    }
+    void Kill() const {
+      testing::KillWorker(worker_);
+      Wait();
+    }
+    int Wait() const { return WaitForWorker(worker_); }
+
+   private:
+    std::int64_t Told(std::size_t place) const { return std::atomic_ref(page_->done[place]).load(); }
+    Worker worker_;
+    testing::ProgressPage* page_;
+  };
 
   testing::LogSandbox sandbox_;
 };
 
 TEST_F(HeldHosts, AreReleasedOneByOne) {
   Tool tool;
-  ASSERT_TRUE(tool.Make(Executable()));
-  KillableProcess first(&LogOnce);
+  ASSERT_TRUE(tool.Make(testing::WorkerProgram()));
+  const Host first(sandbox_, "stop");
   const BREAKPOINT_HIT firstHit = tool.TakeHit();
-  EXPECT_EQ(static_cast<pid_t>(firstHit.processId), first.pid());
-  EXPECT_EQ(static_cast<pid_t>(firstHit.threadId), first.pid()) << "its only thread";
-  KillableProcess second(&LogOnce);
+  EXPECT_EQ(firstHit.processId, first.process());
+  EXPECT_EQ(firstHit.threadId, first.thread());
+  const Host second(sandbox_, "stop");
   const BREAKPOINT_HIT secondHit = tool.TakeHit();
-  EXPECT_EQ(static_cast<pid_t>(secondHit.processId), second.pid());
+  EXPECT_EQ(secondHit.processId, second.process());
   EXPECT_FALSE(firstHit.hitId == secondHit.hitId);
 
   EXPECT_TRUE(Tool::Release(secondHit));
@@ -239,17 +261,8 @@ TEST_F(HeldHosts, AreReleasedOneByOne) {
 
 TEST_F(HeldHosts, HaveOtherThreadsThatLogOn) {
   Tool tool;
-  ASSERT_TRUE(tool.Make(Executable()));
-  KillableProcess host([] {
-    NSDBG::CSMOutput output;
-    std::thread held([&] { output.LogW(4, 0, u"stop"); });
-    std::thread([&] {
-      for (int i = 0; i < 100; ++i) output.LogW(4, 0, u"go on");
-    }).join();
-    KillableProcess::Say();
-    held.join();
-    return 0;
-  });
+  ASSERT_TRUE(tool.Make(testing::WorkerProgram()));
+  const Host host(sandbox_, "beside");
   const BREAKPOINT_HIT hit = tool.TakeHit();
   EXPECT_TRUE(host.Await());
   EXPECT_TRUE(Tool::Release(hit));
@@ -258,8 +271,8 @@ TEST_F(HeldHosts, HaveOtherThreadsThatLogOn) {
 
 TEST_F(HeldHosts, GoOnWhenTheSwitchIsWithdrawn) {
   Tool tool;
-  ASSERT_TRUE(tool.Make(Executable()));
-  KillableProcess host(&LogOnce);
+  ASSERT_TRUE(tool.Make(testing::WorkerProgram()));
+  const Host host(sandbox_, "stop");
   ASSERT_FALSE(tool.TakeHit().hitId.IsNil());
   tool.gate.Close();
   const auto start = std::chrono::steady_clock::now();
@@ -270,14 +283,14 @@ TEST_F(HeldHosts, GoOnWhenTheSwitchIsWithdrawn) {
 TEST_F(HeldHosts, GoOnWhenTheToolIsKilled) {
   KillableProcess tool([] {
     Tool own;
-    if (!own.Make(Executable())) return 1;
+    if (!own.Make(testing::WorkerProgram())) return 1;
     KillableProcess::Say();
     if (own.TakeHit().hitId.IsNil()) return 2;
     KillableProcess::Say();
     return KillableProcess::Sleep();
   });
   ASSERT_TRUE(tool.Await());
-  KillableProcess host(&LogOnce);
+  const Host host(sandbox_, "stop");
   ASSERT_TRUE(tool.Await());
   EXPECT_FALSE(host.HasSaid());
   tool.Kill();
@@ -287,14 +300,13 @@ TEST_F(HeldHosts, GoOnWhenTheToolIsKilled) {
 // The hit stays in its slot; a next thread and the tool go on.
 TEST_F(HeldHosts, ThatAreKilledHarmNobody) {
   Tool tool;
-  ASSERT_TRUE(tool.Make(Executable()));
-  KillableProcess host(&LogOnce);
+  ASSERT_TRUE(tool.Make(testing::WorkerProgram()));
+  const Host host(sandbox_, "stop");
   const BREAKPOINT_HIT hit = tool.TakeHit();
   host.Kill();
-  WideString id = platform::UuidToText(hit.hitId);
-  std::transform(id.begin(), id.end(), id.begin(), AsciiUpper);
+  const WideString id = UpperCase(platform::UuidToText(hit.hitId));
   EXPECT_FALSE(platform::EventExists(kBreakpointReleaseName + id)) << "gone with its only holder";
-  KillableProcess next(&LogOnce);
+  const Host next(sandbox_, "stop");
   EXPECT_TRUE(Tool::Release(tool.TakeHit()));
   EXPECT_EQ(next.Wait(), 0);
 }

@@ -1,6 +1,7 @@
 // Many processes with many threads in one log: every line whole, each once, whoever is killed.
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -8,25 +9,31 @@
 #include <random>
 #include <regex>
 #include <set>
-#include <signal.h>
 #include <thread>
 
+#include "base/format.h"
+#include "diag/log_config_format.h"
+#include "platform/named_objects.h"
+#include "support/host_system.h"
 #include "support/log_files.h"
 #include "support/log_sandbox.h"
 #include "support/worker_lines.h"
+#include "support/worker_process.h"
 #include "workers.h"
 
 namespace sbx {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::kIsWindows;
 using testing::StartWorker;
 using testing::WaitForWorker;
+using testing::Worker;
 using testing::WorkerLine;
 
 constexpr char kFullSize[] = "104857600";
 
-using Writer = std::pair<int, int>;  // process, thread
+using Writer = std::pair<Worker, int>;  // and its thread
 
 // All lines of a log and its siblings, by writer, and those that are no whole ones.
 struct Found {
@@ -43,7 +50,7 @@ Found ReadAll(const fs::path& logs) {
       std::string message;
       WorkerLine line;
       if (testing::MessageOfLine(text, &message) && testing::ParseWorkerText(message, &line)) {
-        found.numbers[{line.process, line.thread}].insert(line.number);
+        found.numbers[{line.worker, line.thread}].insert(line.number);
       } else if (testing::IsSummaryLine(text, summary)) {
         ++summary;
       } else {
@@ -66,10 +73,15 @@ void ExpectEachLineOnce(const fs::path& logs, std::size_t writers, long long lin
   }
 }
 
+// The log of the workers and its siblings are named after the module in which the log's code lies.
+std::string WorkerModule() {
+  return kIsWindows ? fs::path(testing::WorkerProgram()).string() : "libsbxml.so";
+}
+
 void RunEightWritersOfFourThreads(const fs::path& root, const std::string& lines, const std::string& full) {
-  std::vector<pid_t> writers;
+  std::vector<Worker> writers;
   for (int i = 0; i < 8; ++i) writers.push_back(StartWorker("file", root, {"4", lines, full}));
-  for (const pid_t pid : writers) EXPECT_EQ(WaitForWorker(pid), 0);
+  for (const Worker writer : writers) EXPECT_EQ(WaitForWorker(writer), 0);
 }
 
 TEST(LogProcesses, EightWritersOfFourThreadsLoseAndTearNothing) {
@@ -90,20 +102,61 @@ TEST(LogProcesses, NorAtTheRealLimit) {
   constexpr std::uintmax_t kStart = 104'857'600 - 200'000;
   const testing::LogSandbox sandbox;
   fs::create_directories(sandbox.logs());
-  const fs::path first = sandbox.logs() / "libsbxml.so.Log";
+  const fs::path first = sandbox.logs() / (WorkerModule() + ".Log");
   std::ofstream(first, std::ios::binary) << "\xFF\xFE";
-  fs::resize_file(first, kStart - 4);
+  testing::ResizeSparse(first, kStart - 4);
   std::ofstream(first, std::ios::binary | std::ios::app) << std::string("\r\0\n\0", 4);
   RunEightWritersOfFourThreads(sandbox.root(), "200", kFullSize);
   EXPECT_GE(fs::file_size(first), 104'857'600u);
-  EXPECT_TRUE(fs::exists(sandbox.logs() / "libsbxml.so.00000001.log"));
+  EXPECT_TRUE(fs::exists(sandbox.logs() / (WorkerModule() + ".00000001.log")));
 
   // The zeros in front are cut off before the lines are read.
   std::ifstream sparse(first, std::ios::binary);
   sparse.seekg(kStart);
   const std::string tail{std::istreambuf_iterator<char>(sparse), {}};
+  sparse.close();
   std::ofstream(first, std::ios::binary) << "\xFF\xFE" << tail;
   ExpectEachLineOnce(sandbox.logs(), 32, 200);
+}
+
+// --- Levels ------------------------------------------------------------------------------------------------
+
+// A tool turns the details of another process on and off: what is handed over behind a change obeys it.
+TEST(LogProcesses, ALevelChangedFromOutsideIsObeyedByTheNextMessage) {
+  const testing::LogSandbox sandbox;
+  const Worker worker = StartWorker("detail", sandbox.root(), {"1", "-1", kFullSize});
+  testing::ProgressPage* const page = testing::OpenProgress(sandbox.root().string(), worker);
+  ASSERT_NE(page, nullptr);
+  const auto done = [&] { return std::atomic_ref(page->done[0]).load(); };
+  const auto awaitMore = [&] {
+    const std::int64_t wanted = done() + 50;
+    while (done() < wanted) std::this_thread::yield();
+  };
+  awaitMore();
+  platform::SharedBlock tool;
+  ASSERT_TRUE(platform::IsOpened(tool.Open(Message(kLogConfigBlockName, testing::ProcessOf(worker)).view())));
+  auto& record = static_cast<LOGCFG_BLOCK*>(tool.Map(sizeof(LOGCFG_BLOCK)))->modules[0];
+  const std::int64_t before = done();
+  std::atomic_ref(record.level).store(3);
+  const std::int64_t on = done();  // the line of this number may have been under way
+  awaitMore();
+  const std::int64_t still = done();
+  std::atomic_ref(record.level).store(2);
+  const std::int64_t off = done();
+  awaitMore();
+  std::ofstream(sandbox.root() / "stop");
+  EXPECT_EQ(WaitForWorker(worker), 0);
+  testing::CloseProgress(page);
+
+  const Found found = ReadAll(sandbox.logs());
+  EXPECT_TRUE(found.torn.empty()) << found.torn.front();
+  ASSERT_EQ(found.numbers.size(), 1u);
+  const std::multiset<long long>& numbers = found.numbers.begin()->second;
+  EXPECT_GE(*numbers.begin(), before);
+  EXPECT_LE(*numbers.begin(), on + 1);
+  EXPECT_GE(*numbers.rbegin(), still - 1);
+  EXPECT_LE(*numbers.rbegin(), off);
+  EXPECT_EQ(static_cast<long long>(numbers.size()), *numbers.rbegin() - *numbers.begin() + 1);
 }
 
 // --- Killed writers ----------------------------------------------------------------------------------------
@@ -121,42 +174,42 @@ class KilledWriters : public ::testing::Test {
     long long torn = 0;
   };
 
-  pid_t Start(const testing::LogSandbox& sandbox) {
-    const pid_t pid = StartWorker("file", sandbox.root(), {"4", "-1", "1000000"});
-    progress_[pid] = testing::OpenProgress(sandbox.root(), pid);
-    return pid;
+  Worker Start(const testing::LogSandbox& sandbox) {
+    const Worker worker = StartWorker("file", sandbox.root(), {"4", "-1", "1000000"});
+    progress_[worker] = testing::OpenProgress(sandbox.root().string(), worker);
+    return worker;
   }
 
   void RunRound(int kills, Sums& sums) {
     const testing::LogSandbox sandbox;
-    fs::create_directories(sandbox.runtime());
-    fs::permissions(sandbox.runtime(), fs::perms::owner_all);
-    std::array<pid_t, 2> stayers;
-    for (pid_t& pid : stayers) pid = Start(sandbox);
-    std::array<pid_t, 4> victims;
-    for (pid_t& pid : victims) pid = Start(sandbox);
+    std::array<Worker, 2> stayers;
+    for (Worker& worker : stayers) worker = Start(sandbox);
+    std::array<Worker, 4> victims;
+    for (Worker& worker : victims) worker = Start(sandbox);
     for (int i = 0; i < kills; ++i) {
       std::this_thread::sleep_for(std::chrono::microseconds(random_() % 4000));
-      pid_t& victim = victims[random_() % victims.size()];
-      sums.abandoned += testing::KillAndCountAbandoned(victim, sandbox.runtime());
+      Worker& victim = victims[random_() % victims.size()];
+      sums.abandoned += testing::KillAndCountAbandoned(victim, sandbox);
       killed_.insert(victim);
+      killedProcesses_.insert(testing::ProcessOf(victim));
       victim = Start(sandbox);
     }
     std::ofstream(sandbox.root() / "stop");
-    for (const pid_t pid : stayers) EXPECT_EQ(WaitForWorker(pid), 0);
-    for (const pid_t pid : victims) EXPECT_EQ(WaitForWorker(pid), 0);
+    for (const Worker worker : stayers) EXPECT_EQ(WaitForWorker(worker), 0);
+    for (const Worker worker : victims) EXPECT_EQ(WaitForWorker(worker), 0);
     sums.kills += kills;
     Check(ReadAll(sandbox.logs()), sums);
-    for (const auto& [pid, page] : progress_) ::munmap(page, sizeof *page);
+    for (const auto& [worker, page] : progress_) testing::CloseProgress(page);
     progress_.clear();
     killed_.clear();
+    killedProcesses_.clear();
   }
 
   void Check(const Found& found, Sums& sums) {
-    for (const auto& [pid, page] : progress_) {
+    for (const auto& [worker, page] : progress_) {
       ASSERT_NE(page, nullptr);
       for (int thread = 0; thread < 4; ++thread) {
-        CheckWriter(found, {pid, thread}, page->done[thread], sums);
+        CheckWriter(found, {worker, thread}, page->done[thread], sums);
       }
     }
     for (const std::string& line : found.torn) CheckTorn(line);
@@ -191,13 +244,16 @@ class KilledWriters : public ::testing::Test {
     }
     constexpr std::size_t kProcessAt = 1 + 23 + 3 + 2 + 3;
     if (const std::size_t end = line.find(' ', kProcessAt); end != std::string::npos) {
-      EXPECT_TRUE(killed_.contains(std::atoi(line.substr(kProcessAt, end - kProcessAt).c_str()))) << line;
+      const unsigned long process =
+          std::strtoul(line.substr(kProcessAt, end - kProcessAt).c_str(), nullptr, 10);
+      EXPECT_TRUE(killedProcesses_.contains(static_cast<std::uint32_t>(process))) << line;
     }
   }
 
   std::mt19937 random_{20261120};
-  std::map<pid_t, testing::ProgressPage*> progress_;
-  std::set<int> killed_;
+  std::map<Worker, testing::ProgressPage*> progress_;
+  std::set<Worker> killed_;
+  std::set<std::uint32_t> killedProcesses_;
 };
 
 TEST_F(KilledWriters, LoseAtMostOneLineOfAnotherForEachMutexThatTheyLeaveAbandoned) {
