@@ -261,15 +261,17 @@ TEST_F(KilledWriters, LoseAtMostOneLineOfAnotherForEachMutexThatTheyLeaveAbandon
   Sums sums;
   for (int left = asked; left > 0 && !HasFatalFailure(); left -= 500) RunRound(std::min(left, 500), sums);
   std::printf(
-      "kills %d, leaving a mutex abandoned %d; lines %lld, lost %lld, torn %lld, written though killed "
+      "kills %d, leaving a mutex abandoned %s%d; lines %lld, lost %lld, torn %lld, written though killed "
       "%lld\n",
-      sums.kills, sums.abandoned, sums.lines, sums.lost, sums.torn, sums.inFlight);
+      sums.kills, kIsWindows ? "at most " : "", sums.abandoned, sums.lines, sums.lost, sums.torn,
+      sums.inFlight);
   EXPECT_GE(sums.kills, asked);
   EXPECT_GT(sums.lines, asked);
   EXPECT_LE(sums.lost, sums.abandoned);
   EXPECT_LE(sums.torn, sums.abandoned);
   if (asked >= 100) {
-    EXPECT_GT(sums.abandoned, 0) << "never hit where it hurts";
+    // Where nobody is told who owns a mutex, a lost line shows that one was left.
+    EXPECT_GT(kIsWindows ? sums.lost : sums.abandoned, 0) << "never hit where it hurts";
   }
 }
 
