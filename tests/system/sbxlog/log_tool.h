@@ -12,6 +12,7 @@
 #include <regex>
 #include <signal.h>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -63,6 +64,12 @@ class Sbxlog {
   pid_t pid() const { return pid_; }
   std::string output() const { return streams_.Read("output"); }
   std::string errors() const { return streams_.Read("errors"); }
+  // Stops all of its threads; they have stopped when this returns.
+  void Stop() const {
+    int status = 0;
+    Require(kill(pid_, SIGSTOP) == 0 && waitpid(pid_, &status, WUNTRACED) == pid_ && WIFSTOPPED(status));
+  }
+  void Continue() const { kill(pid_, SIGCONT); }
   bool Says(const std::string& text) const {
     return Eventually([&] { return output().find(text) != std::string::npos; });
   }
