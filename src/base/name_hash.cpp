@@ -1,5 +1,6 @@
 #include "base/name_hash.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <random>
@@ -28,9 +29,22 @@ HashKey DrawKey() noexcept {
   }
 }
 
-const HashKey& ProcessKey() noexcept {
-  static const HashKey key = DrawKey();
-  return key;
+// 0 until drawn. Of several threads that draw at once the first one's numbers stand; a static object's guard
+// leaves handles behind with each unloading, in some run time libraries.
+constinit std::atomic<std::uint64_t> g_start = 0;
+constinit std::atomic<std::uint64_t> g_word = 0;
+
+std::uint64_t Settle(std::atomic<std::uint64_t>& cell, std::uint64_t drawn) noexcept {
+  std::uint64_t known = 0;
+  const std::uint64_t offered = drawn == 0 ? 1 : drawn;
+  return cell.compare_exchange_strong(known, offered, std::memory_order_relaxed) ? offered : known;
+}
+
+HashKey ProcessKey() noexcept {
+  const HashKey key = {g_start.load(std::memory_order_relaxed), g_word.load(std::memory_order_relaxed)};
+  if (key.start != 0 && key.word != 0) return key;
+  const HashKey drawn = DrawKey();
+  return {Settle(g_start, drawn.start), Settle(g_word, drawn.word)};
 }
 
 // Both halves of a product, folded, of two factors that each hold a part of the key. The lower half alone, or
@@ -44,7 +58,7 @@ std::uint64_t Mix(std::uint64_t hash, std::uint64_t word, const HashKey& key) no
 }  // namespace
 
 std::uint64_t HashName(WideView name) noexcept {
-  const HashKey& key = ProcessKey();
+  const HashKey key = ProcessKey();
   std::uint64_t hash = key.start;
   // Four units at a time, then the rest with the length.
   const std::uint64_t length = std::uint64_t{name.size()} << 48;

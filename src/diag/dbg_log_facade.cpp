@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/locks.h"
+
 namespace sbx {
 
 namespace {
@@ -13,8 +15,6 @@ struct alignas(kCacheLine) Counter {
   std::atomic<std::int32_t> calls = 0;
 };
 constinit Counter g_calls[kCounters];
-constinit std::atomic<std::uint32_t> g_nextCounter = 0;
-constinit thread_local std::uint32_t t_counter = kCounters;
 
 // Written only at start-up and shut-down, but there while other threads may call.
 IDBGLogOutput* Current(IDBGLogOutput*& output) noexcept {
@@ -26,8 +26,7 @@ IDBGLogOutput* Current(IDBGLogOutput*& output) noexcept {
 constinit DBGLogFacade g_DBGLog;
 
 std::atomic<std::int32_t>& LogCallUnderWay::CounterOfThread() noexcept {
-  if (t_counter == kCounters) t_counter = g_nextCounter.fetch_add(1, std::memory_order_relaxed) % kCounters;
-  return g_calls[t_counter].calls;
+  return g_calls[platform::ThreadTurn() % kCounters].calls;
 }
 
 bool LogCallUnderWay::IsNone() noexcept {

@@ -137,10 +137,20 @@ void CLogConfig::DetectAgain() {
 }
 
 CLogConfig& CLogConfig::Instance() {
+  // In storage without a destructor, so that a late call finds a closed object and not a dead one. The guard
+  // that a compiler makes for a static object leaves handles behind with each unloading, in some run time
+  // libraries.
   alignas(CLogConfig) static unsigned char storage[sizeof(CLogConfig)];
-  // In storage without a destructor, so that a late call finds a closed object and not a dead one.
-  static CLogConfig* const instance = new (storage) CLogConfig;
-  return *instance;
+  static constinit std::atomic<CLogConfig*> instance = nullptr;
+  static constinit platform::CriticalSection making;
+  if (CLogConfig* const made = instance.load(std::memory_order_acquire)) return *made;
+  const std::scoped_lock guard(making);
+  CLogConfig* config = instance.load(std::memory_order_relaxed);
+  if (config == nullptr) {
+    config = new (storage) CLogConfig;
+    instance.store(config, std::memory_order_release);
+  }
+  return *config;
 }
 
 bool CLogConfig::Attach(std::uint32_t processId) {

@@ -11,6 +11,10 @@ namespace sbx::platform {
 // A number that no other living thread has; never 0.
 std::uintptr_t ThreadNumber() noexcept;
 
+// A number of the calling thread, the same at each call; the remainders by a small power of two spread over
+// threads that live at the same time.
+std::uint32_t ThreadTurn() noexcept;
+
 // Not re-entrant. Waits without using the processor.
 class ShortLock {
  public:

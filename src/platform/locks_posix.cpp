@@ -19,10 +19,18 @@ long Futex(std::atomic<std::uintptr_t>& word, int operation, std::uintptr_t valu
                    nullptr, 0);
 }
 
+constinit std::atomic<std::uint32_t> g_nextTurn = 1;
+constinit thread_local std::uint32_t t_turn = 0;
+
 }  // namespace
 
 std::uintptr_t ThreadNumber() noexcept {
   return static_cast<std::uintptr_t>(pthread_self());
+}
+
+std::uint32_t ThreadTurn() noexcept {
+  if (t_turn == 0) t_turn = g_nextTurn.fetch_add(1, std::memory_order_relaxed);
+  return t_turn;
 }
 
 void ShortLock::lock() noexcept {

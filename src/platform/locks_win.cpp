@@ -18,6 +18,12 @@ std::uintptr_t ThreadNumber() noexcept {
   return GetCurrentThreadId();
 }
 
+// The system's numbers are multiples of 4. A variable of the thread's own would do as well, but the run time
+// library keeps it in objects that unloading leaves behind.
+std::uint32_t ThreadTurn() noexcept {
+  return GetCurrentThreadId() / 4;
+}
+
 void ShortLock::lock() noexcept {
   AcquireSRWLockExclusive(SystemLock(word_));
 }

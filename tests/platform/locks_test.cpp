@@ -1,7 +1,9 @@
 #include "platform/locks.h"
 
 #include <gtest/gtest.h>
+#include <latch>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -79,6 +81,23 @@ TEST(ThreadNumber, TellsLivingThreadsApart) {
   EXPECT_NE(own, 0u);
   EXPECT_EQ(ThreadNumber(), own);
   std::thread([own] { EXPECT_NE(ThreadNumber(), own); }).join();
+}
+
+TEST(ThreadTurns, StayAndSpread) {
+  constexpr std::size_t kThreads = 16;
+  std::vector<std::uint32_t> remainders(kThreads);
+  std::latch all(kThreads);
+  std::vector<std::thread> threads;
+  for (std::uint32_t& remainder : remainders) {
+    threads.emplace_back([&] {
+      const std::uint32_t turn = ThreadTurn();
+      remainder = turn % kThreads;
+      all.arrive_and_wait();
+      EXPECT_EQ(ThreadTurn(), turn);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_GT(std::set<std::uint32_t>(remainders.begin(), remainders.end()).size(), kThreads / 4);
 }
 
 }  // namespace
