@@ -77,6 +77,15 @@ test_windows() {
   run_tests windows
 }
 
+# The zip for Windows, with its contents checked.
+package() {
+  trap end_wine EXIT
+  build windows
+  say "packing build/windows"
+  tests/system/packaging/check_archive.sh build/windows build/windows/package
+  say "made $(echo build/windows/package/*.zip)"
+}
+
 # One corpus through the builds for both systems.
 parity() {
   local program=tests/system/parity/parity_cases
@@ -149,6 +158,8 @@ usage() {
   test-sanitized  the tests under AddressSanitizer and UndefinedBehaviorSanitizer
   test-tsan       the tests under ThreadSanitizer
   test-windows    the same for 64-bit Windows: cross-built by mingw-w64, tested under Wine
+  package         the zip for 64-bit Windows: library, commands, header, import library, documents; what is in it is
+                  checked
   bench           build the benchmarks and run them
   bench-log       what a log call costs: silent, into the file, into the live channel; one thread and four
   fuzz [seconds]  each fuzz target for that long (default 60), with clang; runbook in fuzz/README.md
@@ -193,6 +204,10 @@ main() {
     test-windows)
       need build test windows
       test_windows
+      ;;
+    package)
+      need build test windows
+      package
       ;;
     bench)
       need build bench

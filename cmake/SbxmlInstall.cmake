@@ -25,7 +25,13 @@ install(
 if(WIN32)
   # What other compilers make an import library from, and one archive of all of it (`cpack`).
   install(FILES cmake/sbxml.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(FILES README.md LICENSE CHANGELOG.md DESTINATION .)
+  install(FILES README.md LICENSE CHANGELOG.md SECURITY.md DESTINATION .)
+  install(DIRECTORY docs DESTINATION . FILES_MATCHING PATTERN "*.md")
+  # What is linked in asks for its licence beside the programs. Debian keeps these files; others name their folder.
+  set(SBXML_LICENCES /usr/share/doc CACHE PATH "Where <package>/copyright lies on the machine that builds")
+  foreach(package libcli11-dev nlohmann-json3-dev mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
+    install(FILES ${SBXML_LICENCES}/${package}/copyright DESTINATION licences RENAME ${package}.txt)
+  endforeach()
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME sbxml-${PROJECT_VERSION}-windows-x64)
   set(CPACK_STRIP_FILES ON)

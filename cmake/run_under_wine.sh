@@ -21,22 +21,18 @@ if [ "$1" = --end-server ]; then
 fi
 
 # Debian's Wine starts servers that end with their last program, and drop whoever connects meanwhile; starting one
-# and its services for each program is slow too. Ours ends after a minute without programs. Where one runs already
-# this does nothing and ends with a failure.
-keep_server() { "$server" -p60 >/dev/null 2>&1 </dev/null; }
-
+# and its services for each program is slow too. Ours ends after a minute without programs. What it needs is started
+# here, without our streams: services keep those of the first program, and who reads it would wait for their end.
+mkdir -p "$WINEPREFIX"
+exec 9>"$build/wine.lock"
+flock 9
+new=no
+"$server" -p60 >/dev/null 2>&1 </dev/null 9>&- && new=yes # else there is one
 if [ ! -e "$WINEPREFIX/.complete" ]; then
-  mkdir -p "$WINEPREFIX"
-  exec 9>"$build/wine.lock"
-  flock 9
-  if [ ! -e "$WINEPREFIX/.complete" ]; then
-    keep_server 9>&- || true
-    "$wine" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
-    touch "$WINEPREFIX/.complete"
-  fi
-  exec 9>&-
+  "$wine" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
+  touch "$WINEPREFIX/.complete"
+elif [ "$new" = yes ]; then
+  "$wine" cmd /c exit >/dev/null 2>&1 </dev/null 9>&-
 fi
-# The first program of a server starts the services, which keep its output open for as long as they live: whoever
-# reads a program's output to the end would wait for them.
-! keep_server || "$wine" hostname >/dev/null 2>&1 </dev/null || true
+exec 9>&-
 exec "$wine" "$@"

@@ -277,8 +277,10 @@ TEST(LintCommand, TellsWhatReadingTheFileLost) {
   EXPECT_EQ(
       folder.Run({"lint", "--no-project", "-d", "descriptions.xml"}),
       (Said{"exit 1", "",
-            "descriptions.xml:1:1: warning: the declared encoding ISO-8859-1 is ignored: the file is read as "
-            "UTF-8 [declared-encoding]\n"}));
+            std::string(
+                "descriptions.xml:1:1: warning: the declared encoding ISO-8859-1 is ignored: the file is "
+                "read ") +
+                (IsNarrowPageUtf8() ? "as UTF-8" : "in the system's code page") + " [declared-encoding]\n"}));
 }
 
 }  // namespace
