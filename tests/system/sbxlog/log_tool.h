@@ -1,4 +1,4 @@
-// Runs sbxlog and logging processes over a folder of their own. POSIX only.
+// Runs sbxlog beside the test, and logging processes, over a folder of their own. POSIX only.
 #pragma once
 
 #include <array>
@@ -8,8 +8,6 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
-#include <ostream>
-#include <regex>
 #include <signal.h>
 #include <string>
 #include <sys/wait.h>
@@ -18,23 +16,12 @@
 #include <utility>
 #include <vector>
 
+#include "sbxlog/tool_run.h"
 #include "support/child_process.h"
 #include "support/log_sandbox.h"
 #include "support/scratch_folder.h"
 
 namespace sbx::testing {
-
-struct Said {
-  std::string ended;  // "exit 0"
-  std::string output;
-  std::string errors;
-
-  bool operator==(const Said&) const = default;
-};
-
-inline void PrintTo(const Said& said, std::ostream* out) {
-  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
-}
 
 // Asks until it holds, for as long as a loaded machine may need.
 inline bool Eventually(const std::function<bool()>& holds,
@@ -102,10 +89,6 @@ class Sbxlog {
   pid_t pid_;
 };
 
-inline Said RunSbxlog(const std::vector<std::string>& arguments) {
-  return Sbxlog(arguments).End();
-}
-
 // A logging process under an executable's name of its own.
 class LogHost {
  public:
@@ -168,20 +151,5 @@ class LogHost {
   std::FILE* commands_ = nullptr;
   std::FILE* answers_ = nullptr;
 };
-
-// What differs from run to run, made the same: times, and the ids given.
-inline std::string Steady(std::string text,
-                          const std::vector<std::pair<std::string, std::string>>& names = {}) {
-  static const std::regex kTime(R"(\d{4}/\d\d/\d\d \d\d:\d\d:\d\d:\d{3})");
-  static const std::regex kIsoTime(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})");
-  text = std::regex_replace(text, kTime, "TIME");
-  text = std::regex_replace(text, kIsoTime, "TIME");
-  for (const auto& [from, to] : names) {
-    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-      text.replace(at, from.size(), to);
-    }
-  }
-  return text;
-}
 
 }  // namespace sbx::testing

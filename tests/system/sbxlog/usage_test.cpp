@@ -1,5 +1,5 @@
 // The command line of sbxlog, and how it ends.
-#include "sbxlog/log_tool.h"
+#include "sbxlog/tool_run.h"
 #include "support/log_files.h"
 
 namespace sbx::testing {
@@ -63,11 +63,11 @@ TEST(SbxlogUsage, EveryOptionIsInTheManualTheManPageAndTheCompletions) {
   }
 }
 
-TEST(SbxlogUsage, LeavesNoTraceInTheSystem) {
+TEST(SbxlogUsage, LeavesNoLog) {
   const LogSandbox sandbox;
-  RunSbxlog({"ps"});
-  EXPECT_FALSE(std::filesystem::exists(sandbox.runtime()));
+  EXPECT_EQ(RunSbxlog({"ps"}).ended, "exit 0");
   EXPECT_FALSE(std::filesystem::exists(sandbox.logs()));
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(SBXLOG_TOOL).parent_path() / "Logs"));
 }
 
 }  // namespace
