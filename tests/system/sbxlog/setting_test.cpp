@@ -1,10 +1,12 @@
 // sbxlog level and path: what they change in a running process, seen by its next message.
-#include <cstring>
+#include <algorithm>
+#include <cctype>
 
 #include "base/format.h"
 #include "diag/log_config_format.h"
 #include "platform/named_objects.h"
-#include "sbxlog/log_tool.h"
+#include "sbxlog/host_process.h"
+#include "sbxlog/tool_run.h"
 #include "support/log_files.h"
 
 namespace sbx::testing {
@@ -12,8 +14,8 @@ namespace {
 
 class SbxlogSetting : public ::testing::Test {
  protected:
-  SbxlogSetting() : host_(sandbox_, "printer"), log_((sandbox_.logs() / "libsbxml.so.Log").string()) {
-    std::filesystem::create_directories(sandbox_.logs());
+  SbxlogSetting() : host_(sandbox_, "printer"), log_(host_.LogPath().string()), module_(host_.Module()) {
+    std::filesystem::create_directories(host_.LogPath().parent_path());
   }
 
   // One line of output: whom it is for, and the change.
@@ -27,6 +29,7 @@ class SbxlogSetting : public ::testing::Test {
   LogSandbox sandbox_;
   LogHost host_;
   std::string log_;
+  std::string module_;
 };
 
 using Texts = std::vector<std::string>;
@@ -48,9 +51,12 @@ TEST_F(SbxlogSetting, AGlobalLevelIsSeenByTheNextMessage) {
 
 TEST_F(SbxlogSetting, AFixedLevelBeatsTheGlobalOne) {
   EXPECT_EQ(Set({"level", "4"}), Fine("*: level - -> 4"));
-  EXPECT_EQ(Set({"level", "LIBSBXML.SO", "1"}), Fine("libsbxml.so: level - -> 1 fixed"));
+  std::string upper = module_;
+  std::transform(upper.begin(), upper.end(), upper.begin(),
+                 [](char c) { return static_cast<char>(std::toupper(c)); });
+  EXPECT_EQ(Set({"level", upper, "1"}), Fine(module_ + ": level - -> 1 fixed"));
   host_.Log(2, "two");
-  EXPECT_EQ(Set({"level", "libsbxml.so", "--clear"}), Fine("libsbxml.so: level 1 fixed -> -"));
+  EXPECT_EQ(Set({"level", module_, "--clear"}), Fine(module_ + ": level 1 fixed -> -"));
   host_.Log(4, "four");
   EXPECT_EQ(Logged(), Texts{"four"});
 }
@@ -61,10 +67,12 @@ TEST_F(SbxlogSetting, WritesJson) {
                   "{\"kind\":\"level\",\"pid\":" + host_.Id() +
                       ",\"module\":null,\"old\":null,\"old_fixed\":false,\"new\":4,\"new_fixed\":false}\n",
                   ""}));
-  EXPECT_EQ(Set({"path", "libsbxml.so", "/x.Log", "--json"}),
+  const std::string other = (sandbox_.root() / "x.Log").string();
+  EXPECT_EQ(Set({"path", module_, other, "--json"}),
             (Said{"exit 0",
-                  "{\"kind\":\"path\",\"pid\":" + host_.Id() + ",\"module\":\"libsbxml.so\",\"old\":\"" +
-                      log_ + "\",\"old_fixed\":false,\"new\":\"/x.Log\",\"new_fixed\":true}\n",
+                  "{\"kind\":\"path\",\"pid\":" + host_.Id() + ",\"module\":\"" + module_ + "\",\"old\":\"" +
+                      RegistryText(log_) + "\",\"old_fixed\":false,\"new\":\"" + RegistryText(other) +
+                      "\",\"new_fixed\":true}\n",
                   ""}));
 }
 
@@ -72,11 +80,10 @@ TEST_F(SbxlogSetting, AFixedPathMovesTheLog) {
   const std::string other = (sandbox_.root() / "other.Log").string();
   const std::string third = (sandbox_.root() / "third.Log").string();
   host_.Log(0, "before");
-  EXPECT_EQ(Set({"path", "libsbxml.so", other}),
-            Fine("libsbxml.so: path " + log_ + " -> " + other + " fixed"));
+  EXPECT_EQ(Set({"path", module_, other}), Fine(module_ + ": path " + log_ + " -> " + other + " fixed"));
   host_.Log(0, "there");
-  EXPECT_EQ(Set({"path", "libsbxml.so", third}),
-            Fine("libsbxml.so: path " + other + " fixed -> " + third + " fixed"));
+  EXPECT_EQ(Set({"path", module_, third}),
+            Fine(module_ + ": path " + other + " fixed -> " + third + " fixed"));
   host_.Log(0, "elsewhere");
   EXPECT_EQ(Logged(), Texts{"before"});
   EXPECT_EQ(MessagesOf(other), Texts{"there"});
@@ -85,15 +92,15 @@ TEST_F(SbxlogSetting, AFixedPathMovesTheLog) {
 
 TEST_F(SbxlogSetting, AClearedPathIsTheDefaultOneFromTheMessageAfterTheNextOn) {
   const std::string other = (sandbox_.root() / "other.Log").string();
-  EXPECT_EQ(Set({"path", "libsbxml.so", other}).ended, "exit 0");
+  EXPECT_EQ(Set({"path", module_, other}).ended, "exit 0");
   host_.Log(0, "there");
-  EXPECT_EQ(Set({"path", "libsbxml.so", "--clear"}), Fine("libsbxml.so: path " + other + " fixed -> -"));
+  EXPECT_EQ(Set({"path", module_, "--clear"}), Fine(module_ + ": path " + other + " fixed -> -"));
   host_.Log(0, "lost");
   host_.Log(0, "found");
   EXPECT_EQ(Logged(), Texts{"found"});
   EXPECT_EQ(MessagesOf(other), Texts{"there"});
   // What is not fixed stays as it is.
-  EXPECT_EQ(Set({"path", "libsbxml.so", "--clear"}), Fine("libsbxml.so: path " + log_ + " -> " + log_));
+  EXPECT_EQ(Set({"path", module_, "--clear"}), Fine(module_ + ": path " + log_ + " -> " + log_));
 }
 
 TEST_F(SbxlogSetting, AGlobalPathMovesWhatIsNotFixed) {
@@ -109,7 +116,7 @@ TEST_F(SbxlogSetting, AGlobalPathMovesWhatIsNotFixed) {
 
 TEST_F(SbxlogSetting, AFixedPathBeatsTheGlobalOne) {
   const std::string all = (sandbox_.root() / "all.Log").string();
-  EXPECT_EQ(Set({"path", "libsbxml.so", log_}).ended, "exit 0");
+  EXPECT_EQ(Set({"path", module_, log_}).ended, "exit 0");
   EXPECT_EQ(Set({"path", all}).ended, "exit 0");
   host_.Log(0, "fixed");
   EXPECT_EQ(Logged(), Texts{"fixed"});
@@ -117,30 +124,30 @@ TEST_F(SbxlogSetting, AFixedPathBeatsTheGlobalOne) {
 
 TEST_F(SbxlogSetting, APathIsTakenFromTheRoot) {
   const std::string here = (std::filesystem::current_path() / "x.Log").string();
-  EXPECT_EQ(Set({"path", "libsbxml.so", "x.Log"}),
-            Fine("libsbxml.so: path " + log_ + " -> " + here + " fixed"));
+  EXPECT_EQ(Set({"path", module_, "x.Log"}), Fine(module_ + ": path " + log_ + " -> " + here + " fixed"));
 }
 
 TEST_F(SbxlogSetting, RefusesWhatIsNoValue) {
+  const std::string bare = sandbox_.root().string();
+  const std::string folder = (sandbox_.root() / "").string();
   const struct {
     std::vector<std::string> arguments;
-    const char* message;
+    std::string message;
   } wrong[] = {
       {{"level"}, "give a module or none, and a level or --clear"},
-      {{"level", "libsbxml.so"}, "not a level: libsbxml.so"},
+      {{"level", module_}, "not a level: " + module_},
       {{"level", "4x"}, "not a level: 4x"},
       {{"level", "2147483648"}, "not a level: 2147483648"},
-      {{"level", "libsbxml.so", "4", "--clear"}, "give a module or none, and a level or --clear"},
+      {{"level", module_, "4", "--clear"}, "give a module or none, and a level or --clear"},
       {{"path", ""}, "an empty path: give --clear"},
-      {{"path", "/tmp/"}, "not the path of a file: /tmp/"},
-      {{"path", "/tmp"}, "not the path of a file: /tmp"},
+      {{"path", folder}, "not the path of a file: " + folder},
+      {{"path", bare}, "not the path of a file: " + bare},
   };
   for (const auto& c : wrong) {
-    EXPECT_EQ(Set(c.arguments),
-              (Said{"exit 2", "", std::string("sbxlog: error: ") + c.message + " [usage]\n"}));
+    EXPECT_EQ(Set(c.arguments), (Said{"exit 2", "", "sbxlog: error: " + c.message + " [usage]\n"}));
   }
-  EXPECT_EQ(Set({"path", "/" + std::string(511, 'x')}).ended, "exit 2");
-  EXPECT_EQ(Set({"path", "/" + std::string(510, 'x')}).ended, "exit 0");
+  EXPECT_EQ(Set({"path", folder + std::string(512 - folder.size(), 'x')}).ended, "exit 2");
+  EXPECT_EQ(Set({"path", folder + std::string(511 - folder.size(), 'x')}).ended, "exit 0");
 }
 
 TEST_F(SbxlogSetting, SaysWhoIsNotThere) {
@@ -156,7 +163,7 @@ TEST_F(SbxlogSetting, SaysWhoIsNotThere) {
 
 TEST_F(SbxlogSetting, RefusesAFolderThatIsNotThere) {
   const std::string path = (sandbox_.root() / "none" / "x.Log").string();
-  EXPECT_EQ(Set({"path", "libsbxml.so", path}),
+  EXPECT_EQ(Set({"path", module_, path}),
             (Said{"exit 3", "", path + ": error: its folder is not there [file-unreadable]\n"}));
 }
 
@@ -188,7 +195,7 @@ TEST_F(SbxlogSetting, ChangesUnderLoadLoseNothing) {
   const std::string other = (sandbox_.root() / "other.Log").string();
   host_.Send("many 2000 0");
   for (int i = 0; i < 10; ++i) {
-    EXPECT_EQ(Set({"path", "libsbxml.so", i % 2 == 0 ? other : log_}).ended, "exit 0");
+    EXPECT_EQ(Set({"path", module_, i % 2 == 0 ? other : log_}).ended, "exit 0");
     EXPECT_EQ(Set({"level", std::to_string(i % 5)}).ended, "exit 0");
   }
   EXPECT_EQ(host_.Answer(), "ok");
