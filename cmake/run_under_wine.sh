@@ -30,6 +30,9 @@ new=no
 "$server" -p60 >/dev/null 2>&1 </dev/null 9>&- && new=yes # else there is one
 if [ ! -e "$WINEPREFIX/.complete" ]; then
   "$wine" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
+  # No debugger for programs that fault: it brings up a desktop, which keeps their streams too.
+  "$wine" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d none /f \
+    >>"$build/wine.log" 2>&1 </dev/null 9>&-
   touch "$WINEPREFIX/.complete"
 elif [ "$new" = yes ]; then
   "$wine" cmd /c exit >/dev/null 2>&1 </dev/null 9>&-

@@ -162,7 +162,7 @@ bool WantsColour(Colour colour) {
     case Colour::kAuto:
       break;
   }
-  const char* const noColour = std::getenv("NO_COLOR");
+  const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): one thread so far
   const bool isRefused = noColour != nullptr && *noColour != '\0';
   return !isRefused && system::IsTerminal(system::Stream::kErrors);
 }
@@ -174,20 +174,26 @@ std::vector<std::string> MannersOf(const CommandLine& line) {
   return manners;
 }
 
+// "/x" is a path everywhere. Commands take this over from their parent when they are added.
+CLI::App& WithDashesAlone(CLI::App& app) {
+  app.allow_windows_style_options(false);
+  return app;
+}
+
 class Program {
  public:
-  Program() : app_("Job scripts as XML: check, inspect, convert, describe, lint.", "sbxml") {
-    app_.allow_windows_style_options(false);  // "/x" is a path everywhere; commands inherit it when added
+  Program()
+      : app_("Job scripts as XML: check, inspect, convert, describe, lint.", "sbxml"),
+        check_(AddCheck(WithDashesAlone(app_), line_)),
+        inspect_(AddInspect(app_, line_)),
+        convert_(AddConvert(app_, line_)),
+        describe_(AddDescribe(app_, line_)),
+        lint_(AddLint(app_, line_)) {
     app_.set_version_flag("--version", "sbxml " SBXML_VERSION);
     app_.require_subcommand(1);
     app_.footer(
         "Exit codes: 0 fine, 1 findings, 2 usage, 3 file missing or unreadable, 4 not well formed or\n"
         "does not load, 5 bad descriptions or rules, 6 output failed, 70 internal. See sbxml(1).");
-    check_ = AddCheck(app_, line_);
-    inspect_ = AddInspect(app_, line_);
-    convert_ = AddConvert(app_, line_);
-    describe_ = AddDescribe(app_, line_);
-    lint_ = AddLint(app_, line_);
   }
 
   int Run(std::vector<std::string> arguments) {
