@@ -216,14 +216,13 @@ TEST_F(KilledHolders, AtTheStepsOfPuttingAMessageIntoTheRing) {
     CountSteps();
     return writer.Write(0, 0, u"m", text) == 1 ? 0 : 2;
   };
-  std::size_t whole = 0;
   long step = 0;
   for (; KillAtStep(use, Steps::kInstructions, step); step += Stride(397)) {
     ASSERT_EQ(ring.Write(0, 0, u"m", text), 1) << step;
     std::vector<CLogMessage*> messages;
     ASSERT_EQ(ring.Read(messages), 1);
-    EXPECT_GE(messages.size(), 1u);
-    whole += messages.size() - 1;
+    EXPECT_GE(messages.size(), 1u) << step;
+    EXPECT_LE(messages.size(), 2u) << step << ": the killed writer's, if it came so far";
     for (CLogMessage* message : messages) {
       EXPECT_EQ(message->GetText(), text) << step;
       EXPECT_EQ(message->GetProcessName(), u"HOST");
