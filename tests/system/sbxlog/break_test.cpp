@@ -56,14 +56,14 @@ std::string WordBehind(const std::string& text, const std::string& front) {
 
 TEST_F(SbxlogBreak, HoldsAThreadAndReleasesItInTime) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "Printer", "--text", "paper", "--hold", "0.5"});
+  const auto add = Add({"--process", ProgramOf("Printer"), "--text", "paper", "--hold", "0.5"});
   const auto start = std::chrono::steady_clock::now();
   Hold(host, "out of paper");
   ASSERT_TRUE(add->Says("hit "));
   EXPECT_EQ(host.Answer(), "passed");
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
   ASSERT_TRUE(add->Says("released "));
-  const Said said = add->End(SIGINT);
+  const Said said = add->Interrupt();
   EXPECT_EQ(WithNames(said.output, host),
             "breakpoint ID1\nhit ID2: process PID, thread TID: out of paper\nreleased ID2: time\n");
   EXPECT_EQ(said.ended, "exit 0");
@@ -73,17 +73,17 @@ TEST_F(SbxlogBreak, HoldsAThreadAndReleasesItInTime) {
 TEST_F(SbxlogBreak, LeavesEverybodyElseAlone) {
   const LogHost host(sandbox_, "printer");
   const LogHost other(sandbox_, "plotter");
-  const auto add = Add({"--process", "printer", "--pid", host.Id(), "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--pid", host.Id(), "--text", "paper"});
   host.Log(3, "PAPER");
   other.Log(3, "paper");
-  const auto wrongProcess = Add({"--process", "printer", "--pid", "1", "--text", "paper"});
-  const auto wrongThread = Add({"--process", "printer", "--tid", "1", "--text", "ink"});
+  const auto wrongProcess = Add({"--process", kPrinter, "--pid", "1", "--text", "paper"});
+  const auto wrongThread = Add({"--process", kPrinter, "--tid", "1", "--text", "ink"});
   host.Log(3, "ink");
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
   // The held thread holds nobody up.
   host.Log(3, "another thread");
-  EXPECT_EQ(add->End(SIGINT).ended, "exit 0");
+  EXPECT_EQ(add->Interrupt().ended, "exit 0");
   EXPECT_EQ(host.Answer(), "passed");
   EXPECT_EQ(wrongProcess->output().find("hit"), std::string::npos);
   EXPECT_EQ(wrongThread->output().find("hit"), std::string::npos);
@@ -91,30 +91,30 @@ TEST_F(SbxlogBreak, LeavesEverybodyElseAlone) {
 
 TEST_F(SbxlogBreak, WritesJson) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--json", "--process", "printer", "--text", "a \"b\"", "--hold", "0"});
+  const auto add = Add({"--json", "--process", kPrinter, "--text", "a \"b\"", "--hold", "0"});
   Hold(host, "a \"b\" c");
   EXPECT_EQ(host.Answer(), "passed");
   ASSERT_TRUE(add->Says("\"release\""));
   static const std::regex kTid("\"tid\":\\d+");
-  EXPECT_EQ(
-      std::regex_replace(WithNames(add->End(SIGINT).output, host), kTid, "\"tid\":1"),
-      "{\"kind\":\"breakpoint\",\"breakpoint\":\"ID1\",\"process\":\"printer\",\"pid\":null,\"tid\":null,"
-      "\"text\":\"a \\\"b\\\"\",\"hold\":0.0}\n"
-      "{\"kind\":\"hit\",\"hit\":\"ID2\",\"breakpoint\":\"ID1\",\"pid\":PID,\"tid\":1,"
-      "\"message\":\"a \\\"b\\\" c\"}\n"
-      "{\"kind\":\"release\",\"hit\":\"ID2\",\"why\":\"time\"}\n");
+  EXPECT_EQ(std::regex_replace(WithNames(add->Interrupt().output, host), kTid, "\"tid\":1"),
+            "{\"kind\":\"breakpoint\",\"breakpoint\":\"ID1\",\"process\":\"" + kPrinter +
+                "\",\"pid\":null,\"tid\":null,"
+                "\"text\":\"a \\\"b\\\"\",\"hold\":0.0}\n"
+                "{\"kind\":\"hit\",\"hit\":\"ID2\",\"breakpoint\":\"ID1\",\"pid\":PID,\"tid\":1,"
+                "\"message\":\"a \\\"b\\\" c\"}\n"
+                "{\"kind\":\"release\",\"hit\":\"ID2\",\"why\":\"time\"}\n");
 }
 
 TEST_F(SbxlogBreak, CtrlCLetsEveryThreadGoAtOnce) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   for (int i = 0; i < 3; ++i) Hold(host, "paper");
   ASSERT_TRUE(Eventually([&] {
     const std::string text = add->output();
     return std::count(text.begin(), text.end(), '\n') == 4;
   }));
   const auto start = std::chrono::steady_clock::now();
-  const Said said = add->End(SIGINT);
+  const Said said = add->Interrupt();
   for (int i = 0; i < 3; ++i) EXPECT_EQ(host.Answer(), "passed");
   EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(4)) << "not by the look at the switch";
   const std::string text = WithNames(said.output, host);
@@ -128,35 +128,38 @@ TEST_F(SbxlogBreak, EndsAfterItsTimeout) {
 
 TEST_F(SbxlogBreak, ShowsBreakpointsAndHitsBesideARunningOne) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   EXPECT_EQ(RunSbxlog({"break", "hits"}), (Said{"exit 0", "", ""}));
   Hold(host, "out of paper");
   ASSERT_TRUE(add->Says("hit "));
   const std::string breakpoint = WordBehind(add->output(), "breakpoint ");
   const std::string hit = WordBehind(add->output(), "hit ");
-  const std::string owner = std::to_string(add->pid());
-  const std::string wide(owner.size() > 5 ? owner.size() - 5 : 0, ' ');
+  const std::string owner = add->Id();
+  const auto blanks = [](std::size_t wanted, std::size_t there) {
+    return std::string(wanted > there ? wanted - there : 0, ' ');
+  };
   EXPECT_EQ(RunSbxlog({"break", "list"}),
             (Said{"exit 0",
-                  "BREAKPOINT                            OWNER" + wide + "  PROCESS  PID  TID  HELD  TEXT\n" +
-                      breakpoint + "  " + owner + std::string(owner.size() < 5 ? 5 - owner.size() : 0, ' ') +
-                      "  printer  -    -    1     paper\n",
+                  "BREAKPOINT                            OWNER" + blanks(owner.size(), 5) + "  PROCESS" +
+                      blanks(kPrinter.size(), 7) + "  PID  TID  HELD  TEXT\n" + breakpoint + "  " + owner +
+                      blanks(5, owner.size()) + "  " + kPrinter + "  -    -    1     paper\n",
                   ""}));
   EXPECT_EQ(RunSbxlog({"break", "list", "--json"}).output,
             "{\"kind\":\"breakpoint\",\"breakpoint\":\"" + breakpoint + "\",\"owner\":" + owner +
-                ",\"process\":\"printer\",\"pid\":null,\"tid\":null,\"enabled\":true,\"held\":1,"
+                ",\"process\":\"" + kPrinter +
+                "\",\"pid\":null,\"tid\":null,\"enabled\":true,\"held\":1,"
                 "\"text\":\"paper\"}\n");
   const Said hits = RunSbxlog({"break", "hits"});
   EXPECT_EQ(hits.ended, "exit 0");
   EXPECT_NE(hits.output.find(hit + "  " + breakpoint + "  " + host.Id()), std::string::npos) << hits.output;
   EXPECT_TRUE(hits.output.ends_with("  out of paper\n")) << hits.output;
-  add->End(SIGINT);
+  add->Interrupt();
   EXPECT_EQ(host.Answer(), "passed");
 }
 
 TEST_F(SbxlogBreak, ReleasesOneOrAll) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
   std::string hit = WordBehind(add->output(), "hit ");
@@ -186,8 +189,8 @@ TEST_F(SbxlogBreak, ReleasesOneOrAll) {
 
 TEST_F(SbxlogBreak, RemovingABreakpointEndsItsCommand) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
-  const auto other = Add({"--process", "printer", "--text", "ink"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
+  const auto other = Add({"--process", kPrinter, "--text", "ink"});
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
   const std::string id = WordBehind(add->output(), "breakpoint ");
@@ -211,16 +214,16 @@ TEST_F(SbxlogBreak, SaysThatNoneRuns) {
 
 TEST_F(SbxlogBreak, AKilledOneLetsItsThreadsGo) {
   const LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
-  EXPECT_EQ(add->End(SIGKILL).ended, "signal 9");
+  add->Kill();
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(RunSbxlog({"break", "list"}).ended, "exit 8");
   EXPECT_EQ(host.Answer(), "passed");
   EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(8));
   // What it left behind is in nobody's way.
-  const auto next = Add({"--process", "printer", "--text", "ink"});
+  const auto next = Add({"--process", kPrinter, "--text", "ink"});
   host.Log(3, "paper");
   const Said list = RunSbxlog({"break", "list"});
   EXPECT_EQ(list.output.find("paper"), std::string::npos) << list.output;
@@ -230,8 +233,8 @@ TEST_F(SbxlogBreak, AKilledOneLetsItsThreadsGo) {
 TEST_F(SbxlogBreak, ATailLetsTheThreadsOfAKilledOneGo) {
   // The tail's switch would hold them for ever.
   const LogHost host(sandbox_, "printer");
-  Sbxlog tail({"tail", "printer"});
-  const auto add = Add({"--process", "printer", "--text", "paper", "--hold", "1000"});
+  Sbxlog tail({"tail", kPrinter});
+  const auto add = Add({"--process", kPrinter, "--text", "paper", "--hold", "1000"});
   ASSERT_TRUE(Eventually([&] {
     host.Log(3, "ready");
     return !tail.output().empty();
@@ -239,28 +242,28 @@ TEST_F(SbxlogBreak, ATailLetsTheThreadsOfAKilledOneGo) {
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
   EXPECT_TRUE(tail.Says("paper")) << "the message that stopped the thread is delivered first";
-  add->End(SIGKILL);
+  add->Kill();
   EXPECT_EQ(host.Answer(), "passed");
-  EXPECT_EQ(tail.End(SIGINT).ended, "exit 0");
+  EXPECT_EQ(tail.Interrupt().ended, "exit 0");
 }
 
 TEST_F(SbxlogBreak, ARunningOneLetsTheThreadsOfAKilledOneGo) {
   const LogHost host(sandbox_, "printer");
-  const auto killed = Add({"--process", "printer", "--text", "paper", "--hold", "1000"});
-  const auto other = Add({"--process", "printer", "--text", "ink", "--hold", "1000"});
+  const auto killed = Add({"--process", kPrinter, "--text", "paper", "--hold", "1000"});
+  const auto other = Add({"--process", kPrinter, "--text", "ink", "--hold", "1000"});
   Hold(host, "paper");
   ASSERT_TRUE(killed->Says("hit "));
   Hold(host, "ink");
   ASSERT_TRUE(other->Says("hit "));
-  killed->End(SIGKILL);
+  killed->Kill();
   EXPECT_EQ(host.Answer(), "passed");
-  other->End(SIGINT);
+  other->Interrupt();
   EXPECT_EQ(host.Answer(), "passed");
 }
 
 TEST_F(SbxlogBreak, NoticesThatAHeldProcessIsGone) {
   LogHost host(sandbox_, "printer");
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   Hold(host, "paper");
   ASSERT_TRUE(add->Says("hit "));
   host.Kill();
@@ -298,13 +301,13 @@ TEST_F(SbxlogBreak, SurvivesABlockOfGarbage) {
   }
   // Texts without an end, and hits of nobody, beside an entry of ours.
   static_cast<BREAKPOINT_BLOCK*>(view)->entries[7] = {};
-  const auto add = Add({"--process", "printer", "--text", "paper"});
+  const auto add = Add({"--process", kPrinter, "--text", "paper"});
   const Said list = RunSbxlog({"break", "list"});
   EXPECT_EQ(list.ended, "exit 0");
   EXPECT_EQ(std::count(list.output.begin(), list.output.end(), '\n'), 101);
   EXPECT_EQ(RunSbxlog({"break", "list", "--json"}).ended, "exit 0");
   EXPECT_EQ(RunSbxlog({"break", "hits"}).ended, "exit 0");
-  EXPECT_EQ(add->End(SIGINT).ended, "exit 0");
+  EXPECT_EQ(add->Interrupt().ended, "exit 0");
 }
 
 TEST_F(SbxlogBreak, RefusesABlockThatIsTooSmall) {

@@ -16,6 +16,11 @@
 
 namespace sbx::testing {
 
+// The file that a host of that name is started from.
+inline std::string ProgramOf(const std::string& name) {
+  return name;
+}
+
 class LogHost {
  public:
   LogHost(const LogSandbox& sandbox, const std::string& name)

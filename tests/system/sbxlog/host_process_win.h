@@ -13,9 +13,14 @@
 
 namespace sbx::testing {
 
+// The file that a host of that name is started from.
+inline std::string ProgramOf(const std::string& name) {
+  return name + ".exe";
+}
+
 class LogHost {
  public:
-  LogHost(const LogSandbox& sandbox, const std::string& name) : path_(sandbox.root() / (name + ".exe")) {
+  LogHost(const LogSandbox& sandbox, const std::string& name) : path_(sandbox.root() / ProgramOf(name)) {
     if (!std::filesystem::exists(path_)) std::filesystem::copy_file(SBXLOG_HOST, path_);
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     STARTUPINFOW start = {};

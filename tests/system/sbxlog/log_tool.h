@@ -1,24 +1,22 @@
-// Runs sbxlog beside the test, and logging processes, over a folder of their own. POSIX only.
+// Runs sbxlog beside the test, and logging processes, over a folder of their own.
 #pragma once
 
-#include <array>
+#include <algorithm>
+#include <cctype>
 #include <chrono>
-#include <cstdio>
-#include <fcntl.h>
-#include <filesystem>
+#include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
-#include <signal.h>
+#include <optional>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
+#include "base/wide_text.h"
 #include "sbxlog/host_process.h"
 #include "sbxlog/tool_run.h"
-#include "support/child_process.h"
+#include "sbxlog/tool_steering.h"
 #include "support/log_sandbox.h"
 #include "support/scratch_folder.h"
 
@@ -35,59 +33,65 @@ inline bool Eventually(const std::function<bool()>& holds,
   return true;
 }
 
+// The program that most hosts are, and the names that the live channel has for a host.
+inline const std::string kPrinter = ProgramOf("printer");
+inline std::string ChannelOf(const std::string& name) {
+  std::string channel = ProgramOf(name);
+  std::transform(channel.begin(), channel.end(), channel.begin(),
+                 [](char c) { return static_cast<char>(std::toupper(c)); });
+  return channel;
+}
+inline WideString WideChannelOf(const std::string& name) {
+  const std::string channel = ChannelOf(name);
+  return {channel.begin(), channel.end()};
+}
+
 // A run of the command, which may go on while the test does other things.
 class Sbxlog {
  public:
-  explicit Sbxlog(const std::vector<std::string>& arguments) : pid_(fork()) {
-    if (pid_ == 0) Become(arguments);
-  }
+  explicit Sbxlog(const std::vector<std::string>& arguments) : process_(Start(arguments, streams_)) {}
   ~Sbxlog() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGKILL);
-    WaitForChild(pid_);
+    if (!process_) return;
+    KillTool(*process_);
+    EndOfTool(*process_);
   }
   Sbxlog(const Sbxlog&) = delete;
   Sbxlog& operator=(const Sbxlog&) = delete;
 
-  pid_t pid() const { return pid_; }
+  const ToolProcess& process() const { return *process_; }
+  std::string Id() const { return std::to_string(IdOfTool(*process_)); }
   std::string output() const { return streams_.Read("output"); }
   std::string errors() const { return streams_.Read("errors"); }
-  // Stops all of its threads; they have stopped when this returns.
-  void Stop() const {
-    int status = 0;
-    Require(kill(pid_, SIGSTOP) == 0 && waitpid(pid_, &status, WUNTRACED) == pid_ && WIFSTOPPED(status));
-  }
-  void Continue() const { kill(pid_, SIGCONT); }
   bool Says(const std::string& text) const {
     return Eventually([&] { return output().find(text) != std::string::npos; });
   }
-  // Waits for its end, which a signal may bring about.
-  Said End(int signal = 0) {
-    if (signal != 0) kill(pid_, signal);
+  // Waits for its end.
+  Said End() {
     Said said;
-    said.ended = WaitForChild(std::exchange(pid_, -1));
+    said.ended = EndOfTool(*std::exchange(process_, std::nullopt));
     said.output = output();
     said.errors = errors();
     return said;
   }
+  // Ctrl-C, and its end.
+  Said Interrupt() {
+    InterruptTool(*process_);
+    return End();
+  }
+  void Kill() {
+    KillTool(*process_);
+    EXPECT_EQ(End().ended, kKilledTool);
+  }
 
  private:
-  void Redirect(const char* name, int stream) const {
-    const int file = open((streams_.path() / name).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    Require(file >= 0 && dup2(file, stream) == stream);
-  }
-  [[noreturn]] void Become(const std::vector<std::string>& arguments) const {
-    Redirect("output", STDOUT_FILENO);
-    Redirect("errors", STDERR_FILENO);
-    std::vector<char*> argv = {const_cast<char*>(SBXLOG_TOOL)};
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(SBXLOG_TOOL, argv.data());
-    _exit(127);
+  static ToolProcess Start(const std::vector<std::string>& arguments, const ScratchFolder& streams) {
+    ToolStart start = SbxlogStart(arguments, streams);
+    start.hasOwnConsole = true;
+    return StartTool(start);
   }
 
   ScratchFolder streams_;
-  pid_t pid_;
+  std::optional<ToolProcess> process_;
 };
 
 }  // namespace sbx::testing

@@ -28,8 +28,8 @@ inline void PrintTo(const Said& said, std::ostream* out) {
   *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
 }
 
-inline Said RunSbxlog(const std::vector<std::string>& arguments) {
-  const ScratchFolder streams;
+// The command's start, with the files of a folder as its streams.
+inline ToolStart SbxlogStart(const std::vector<std::string>& arguments, const ScratchFolder& streams) {
   streams.Write("input", "");
   ToolStart start;
   start.program = SBXLOG_TOOL;
@@ -38,7 +38,12 @@ inline Said RunSbxlog(const std::vector<std::string>& arguments) {
   start.input = streams.path() / "input";
   start.output = streams.path() / "output";
   start.errors = streams.path() / "errors";
-  const std::string ended = EndOfTool(StartTool(start));
+  return start;
+}
+
+inline Said RunSbxlog(const std::vector<std::string>& arguments) {
+  const ScratchFolder streams;
+  const std::string ended = EndOfTool(StartTool(SbxlogStart(arguments, streams)));
   return {ended, streams.Read("output"), streams.Read("errors")};
 }
 

@@ -78,7 +78,8 @@ inline ToolProcess StartTool(const ToolStart& start) {
   startup.hStdError = OpenStream(start.errors, GENERIC_WRITE, CREATE_ALWAYS);
   const ScopedVariables variables(start.variables);
   PROCESS_INFORMATION process = {};
-  const BOOL started = CreateProcessW(start.program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+  const BOOL started = CreateProcessW(start.program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                                      start.hasOwnConsole ? CREATE_NO_WINDOW : 0, nullptr,
                                       start.folder.c_str(), &startup, &process);
   for (const HANDLE stream : {startup.hStdInput, startup.hStdOutput, startup.hStdError}) CloseHandle(stream);
   if (started == FALSE) std::abort();
