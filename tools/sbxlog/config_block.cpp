@@ -21,6 +21,10 @@ platform::ObjectStatus OpenBlock(platform::SharedBlock& mapping, std::uint32_t p
   throw CommandFailure{exitCode, {.id = id, .message = message}};
 }
 
+[[noreturn]] void FailNoSuchProcess(std::uint32_t processId) {
+  Fail(kExitNotFound, Id::kNoSuchProcess, "no process " + std::to_string(processId) + " that logs");
+}
+
 std::string BlockOf(std::uint32_t processId) {
   return "the configuration block of process " + std::to_string(processId);
 }
@@ -42,11 +46,13 @@ bool HasConfigBlock(std::uint32_t processId) noexcept {
 
 ConfigBlock::ConfigBlock(std::uint32_t processId) : processId_(processId) {
   const platform::ObjectStatus block = OpenBlock(mapping_, processId);
-  if (block == platform::ObjectStatus::kNotFound) {
-    Fail(kExitNotFound, Id::kNoSuchProcess, "no process " + std::to_string(processId) + " that logs");
-  }
+  if (block == platform::ObjectStatus::kNotFound) FailNoSuchProcess(processId);
   const platform::ObjectStatus mutex = mutex_.Open(Message(kLogConfigMutexName, processId).view());
   if (platform::IsOpened(block) && platform::IsOpened(mutex)) return;
+  if (mutex == platform::ObjectStatus::kNotFound) {  // it may have ended between the two
+    mapping_.Close();
+    if (!HasConfigBlock(processId)) FailNoSuchProcess(processId);
+  }
   if (block == platform::ObjectStatus::kDenied || mutex == platform::ObjectStatus::kDenied) {
     Fail(kExitRefused, Id::kRefused, BlockOf(processId) + " can't be opened");
   }
