@@ -87,7 +87,9 @@ class Sbxlog {
   static ToolProcess Start(const std::vector<std::string>& arguments, const ScratchFolder& streams) {
     ToolStart start = SbxlogStart(arguments, streams);
     start.hasOwnConsole = true;
-    return StartTool(start);
+    const ToolProcess process = StartTool(start);
+    EndWithTest(process);
+    return process;
   }
 
   ScratchFolder streams_;

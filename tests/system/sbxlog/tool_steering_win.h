@@ -36,6 +36,19 @@ inline void InterruptTool(ToolProcess process) {
   EXPECT_EQ(EndOfTool(helper.hProcess), "exit 0");
 }
 
+// Ends it with the test's process, which may be killed while it waits: the names that it holds are
+// everybody's.
+inline void EndWithTest(ToolProcess process) {
+  static const HANDLE job = [] {
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    const HANDLE made = CreateJobObjectW(nullptr, nullptr);
+    SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    return made;
+  }();
+  AssignProcessToJobObject(job, process);  // refused for one that has ended already
+}
+
 inline void KillTool(ToolProcess process) {
   TerminateProcess(process, kKilledCode);
 }
