@@ -16,7 +16,7 @@ struct ToolStart {
   std::filesystem::path output;
   std::filesystem::path errors;
   std::vector<std::pair<std::string, std::string>> variables;  // of its environment, beside those of the test
-  bool hasOwnConsole = false;  // Windows: for a Ctrl-C that reaches it alone
+  bool hasOwnConsole = false;                                  // Windows: for a Ctrl-C that reaches it alone
 };
 
 }  // namespace sbx::testing
