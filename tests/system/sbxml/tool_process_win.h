@@ -1,6 +1,7 @@
 // By CreateProcessW, with files as streams.
 #pragma once
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <windows.h>
@@ -33,12 +34,18 @@ inline void AppendQuoted(std::wstring& line, const std::wstring& argument) {
   line += L'"';
 }
 
+// Says what the system refused; a test can't go on without.
+[[noreturn]] inline void FailToStart(const char* what) {
+  std::fprintf(stderr, "%s: error %lu\n", what, GetLastError());
+  std::abort();
+}
+
 // A stream that the process inherits.
 inline HANDLE OpenStream(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
   const HANDLE file = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
                                   disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) std::abort();
+  if (file == INVALID_HANDLE_VALUE) FailToStart("a stream can't be opened");
   return file;
 }
 
@@ -81,8 +88,8 @@ inline ToolProcess StartTool(const ToolStart& start) {
   const BOOL started = CreateProcessW(start.program.c_str(), line.data(), nullptr, nullptr, TRUE,
                                       start.hasOwnConsole ? CREATE_NO_WINDOW : 0, nullptr,
                                       start.folder.c_str(), &startup, &process);
+  if (started == FALSE) FailToStart("the tool can't be started");
   for (const HANDLE stream : {startup.hStdInput, startup.hStdOutput, startup.hStdError}) CloseHandle(stream);
-  if (started == FALSE) std::abort();
   CloseHandle(process.hThread);
   return process.hProcess;
 }
