@@ -239,8 +239,9 @@ class KilledWriters : public ::testing::Test {
     static const std::regex stamp(R"(\[\d{4}/\d\d/\d\d \d\d:)");
     const auto first = std::sregex_iterator(line.begin(), line.end(), stamp);
     // Wine hands a killed writer's mutex on while its last write still goes on, behind the next one's back.
-    if (testing::IsWine() && std::distance(first, std::sregex_iterator()) > 1) return;
-    EXPECT_LE(std::distance(first, std::sregex_iterator()), 1) << line;
+    if (!testing::IsWine()) {
+      EXPECT_LE(std::distance(first, std::sregex_iterator()), 1) << line;
+    }
     if (first != std::sregex_iterator()) {
       EXPECT_EQ(first->position(), 0) << line;
     }
