@@ -9,6 +9,8 @@
 #include <string>
 #include <windows.h>
 
+#include "support/start_process_win.h"
+
 namespace sbx {
 
 // Ends the child with a code other than 0 and the place if the condition does not hold.
@@ -41,19 +43,13 @@ inline HANDLE StartChild(unsigned number) {
   GetModuleFileNameW(nullptr, program, MAX_PATH);
   const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
   const std::string name = std::string(test->test_suite_name()) + "." + test->name();
-  std::wstring line =
+  const std::wstring line =
       L"\"" + std::wstring(program) + L"\" --gtest_filter=" + std::wstring(name.begin(), name.end());
   SetEnvironmentVariableW(L"SBXML_TEST_CHILD", std::to_wstring(number).c_str());
   SetEnvironmentVariableW(L"GTEST_TOTAL_SHARDS", nullptr);  // or the one test might be another shard's
-  STARTUPINFOW start = {};
-  start.cb = sizeof start;
-  PROCESS_INFORMATION process = {};
-  const BOOL started =
-      CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process);
+  const HANDLE process = StartProcess(program, line, {.inheritsHandles = TRUE}).handle;
   SetEnvironmentVariableW(L"SBXML_TEST_CHILD", nullptr);
-  if (started == FALSE) return nullptr;
-  CloseHandle(process.hThread);
-  return process.hProcess;
+  return process;
 }
 
 // Waits for its end and closes the handle.

@@ -1,9 +1,9 @@
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <map>
 #include <windows.h>
 
 #include "platform/module_identity.h"
+#include "support/start_process_win.h"
 #include "workers.h"
 
 namespace sbx::testing {
@@ -11,13 +11,8 @@ namespace {
 
 constexpr UINT kKilledCode = 0xFF00FF;
 
-struct Started {
-  HANDLE process;
-  DWORD id;
-};
-
-std::map<Worker, Started>& Workers() {
-  static std::map<Worker, Started> workers;
+std::map<Worker, StartedProcess>& Workers() {
+  static std::map<Worker, StartedProcess> workers;
   return workers;
 }
 
@@ -39,15 +34,7 @@ Worker StartWorker(const std::string& command, const std::filesystem::path& fold
   std::wstring line = L"\"" + program + L"\" " + std::wstring(command.begin(), command.end()) + L" \"" +
                       folder.wstring() + L"\" " + std::to_wstring(worker);
   for (const std::string& word : arguments) line += L" " + std::wstring(word.begin(), word.end());
-  STARTUPINFOW start = {};
-  start.cb = sizeof start;
-  PROCESS_INFORMATION process = {};
-  if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                      &process)) {
-    std::abort();
-  }
-  CloseHandle(process.hThread);
-  Workers()[worker] = {process.hProcess, process.dwProcessId};
+  Workers()[worker] = StartProcess(program, line);
   return worker;
 }
 
@@ -56,16 +43,16 @@ std::uint32_t ProcessOf(Worker worker) {
 }
 
 int WaitForWorker(Worker worker) {
-  Started& started = Workers().at(worker);
+  StartedProcess& started = Workers().at(worker);
   DWORD code = 0;
-  EXPECT_EQ(WaitForSingleObject(started.process, INFINITE), WAIT_OBJECT_0);
-  EXPECT_TRUE(GetExitCodeProcess(started.process, &code));
-  CloseHandle(started.process);
+  EXPECT_EQ(WaitForSingleObject(started.handle, INFINITE), WAIT_OBJECT_0);
+  EXPECT_TRUE(GetExitCodeProcess(started.handle, &code));
+  CloseHandle(started.handle);
   return code == kKilledCode ? kWasKilled : static_cast<int>(code);
 }
 
 void KillWorker(Worker worker) {
-  EXPECT_TRUE(TerminateProcess(Workers().at(worker).process, kKilledCode));
+  EXPECT_TRUE(TerminateProcess(Workers().at(worker).handle, kKilledCode));
 }
 
 int KillAndCountAbandoned(Worker worker, const LogSandbox&) {

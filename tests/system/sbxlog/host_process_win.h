@@ -10,6 +10,7 @@
 #include <windows.h>
 
 #include "support/log_sandbox.h"
+#include "support/start_process_win.h"
 
 namespace sbx::testing {
 
@@ -24,7 +25,6 @@ class LogHost {
     if (!std::filesystem::exists(path_)) std::filesystem::copy_file(SBXLOG_HOST, path_);
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     STARTUPINFOW start = {};
-    start.cb = sizeof start;
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     if (!CreatePipe(&start.hStdInput, &commands_, &inherited, 0) ||
@@ -33,16 +33,12 @@ class LogHost {
     }
     SetHandleInformation(commands_, HANDLE_FLAG_INHERIT, 0);
     SetHandleInformation(answers_, HANDLE_FLAG_INHERIT, 0);
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(path_.c_str(), nullptr, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                        &process)) {
-      std::abort();
-    }
-    CloseHandle(process.hThread);
+    const StartedProcess process = StartProcess(path_.wstring(), L"\"" + path_.wstring() + L"\"",
+                                                {.startup = start, .inheritsHandles = TRUE});
     CloseHandle(start.hStdInput);
     CloseHandle(start.hStdOutput);
-    process_ = process.hProcess;
-    id_ = process.dwProcessId;
+    process_ = process.handle;
+    id_ = process.id;
     EXPECT_EQ(Answer(), "ready");
   }
   ~LogHost() {

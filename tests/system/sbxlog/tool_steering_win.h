@@ -11,6 +11,7 @@
 #include <tlhelp32.h>
 
 #include "sbxml/tool_process.h"
+#include "support/start_process_win.h"
 
 namespace sbx::testing {
 
@@ -24,16 +25,8 @@ inline std::uint32_t IdOfTool(ToolProcess process) {
 // A helper joins the console and presses Ctrl-C: whoever does so leaves its own console, and is reached too.
 inline void InterruptTool(ToolProcess process) {
   const std::wstring program = WideOf(SBXLOG_INTERRUPT);
-  std::wstring line = L"\"" + program + L"\" " + std::to_wstring(GetProcessId(process));
-  STARTUPINFOW start = {};
-  start.cb = sizeof start;
-  PROCESS_INFORMATION helper = {};
-  if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
-                      nullptr, &start, &helper)) {
-    std::abort();
-  }
-  CloseHandle(helper.hThread);
-  EXPECT_EQ(EndOfTool(helper.hProcess), "exit 0");
+  const std::wstring line = L"\"" + program + L"\" " + std::to_wstring(GetProcessId(process));
+  EXPECT_EQ(EndOfTool(StartProcess(program, line, {.flags = DETACHED_PROCESS}).handle), "exit 0");
 }
 
 // Ends it with the test's process, which may be killed while it waits: the names that it holds are

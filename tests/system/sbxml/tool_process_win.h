@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include "sbxml/tool_process.h"
+#include "support/start_process_win.h"
 
 namespace sbx::testing {
 
@@ -34,18 +35,15 @@ inline void AppendQuoted(std::wstring& line, const std::wstring& argument) {
   line += L'"';
 }
 
-// Says what the system refused; a test can't go on without.
-[[noreturn]] inline void FailToStart(const char* what) {
-  std::fprintf(stderr, "%s: error %lu\n", what, GetLastError());
-  std::abort();
-}
-
 // A stream that the process inherits.
 inline HANDLE OpenStream(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
   const HANDLE file = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
                                   disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) FailToStart("a stream can't be opened");
+  if (file == INVALID_HANDLE_VALUE) {
+    std::fprintf(stderr, "a stream can't be opened: error %lu\n", GetLastError());
+    std::abort();
+  }
   return file;
 }
 
@@ -77,21 +75,21 @@ class ScopedVariables {
 inline ToolProcess StartTool(const ToolStart& start) {
   std::wstring line = L"\"" + start.program.wstring() + L"\"";
   for (const std::string& argument : start.arguments) AppendQuoted(line, WideOf(argument));
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = OpenStream(start.input, GENERIC_READ, OPEN_EXISTING);
-  startup.hStdOutput = OpenStream(start.output, GENERIC_WRITE, CREATE_ALWAYS);
-  startup.hStdError = OpenStream(start.errors, GENERIC_WRITE, CREATE_ALWAYS);
+  const std::wstring folder = start.folder.wstring();
+  ProcessStart process = {.inheritsHandles = TRUE,
+                          .flags = start.hasOwnConsole ? DWORD{CREATE_NO_WINDOW} : 0,
+                          .folder = folder.c_str()};
+  process.startup.dwFlags = STARTF_USESTDHANDLES;
+  process.startup.hStdInput = OpenStream(start.input, GENERIC_READ, OPEN_EXISTING);
+  process.startup.hStdOutput = OpenStream(start.output, GENERIC_WRITE, CREATE_ALWAYS);
+  process.startup.hStdError = OpenStream(start.errors, GENERIC_WRITE, CREATE_ALWAYS);
   const ScopedVariables variables(start.variables);
-  PROCESS_INFORMATION process = {};
-  const BOOL started = CreateProcessW(start.program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                                      start.hasOwnConsole ? CREATE_NO_WINDOW : 0, nullptr,
-                                      start.folder.c_str(), &startup, &process);
-  if (started == FALSE) FailToStart("the tool can't be started");
-  for (const HANDLE stream : {startup.hStdInput, startup.hStdOutput, startup.hStdError}) CloseHandle(stream);
-  CloseHandle(process.hThread);
-  return process.hProcess;
+  const ToolProcess tool = StartProcess(start.program.wstring(), line, process).handle;
+  for (const HANDLE stream :
+       {process.startup.hStdInput, process.startup.hStdOutput, process.startup.hStdError}) {
+    CloseHandle(stream);
+  }
+  return tool;
 }
 
 // Waits for it: "exit <code>".
