@@ -1,24 +1,31 @@
 #!/usr/bin/env bash
 # compare.sh <program> <program> [<known differences>]: runs the parity cases of two builds and compares what they
-# print, line by line. A program is one word or several, as in "wine parity_cases.exe". The known differences are
-# lines "<case> <reason>"; a known one that no longer differs is a fault too.
+# print, line by line. A program is one word or several, as in "wine parity_cases.exe". The known differences are the
+# lines of both, the first program's behind "< " and the other's behind "> ": whatever changes in them is told, and so
+# is one that no longer differs.
 set -euo pipefail
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-# shellcheck disable=SC2086 # several words on purpose
-$1 | tr -d '\r' >"$folder/one" && $2 | tr -d '\r' >"$folder/other"
-sed 's/#.*//; /^ *$/d' "${3:-/dev/null}" | awk '{print $1}' | sort -n >"$folder/known"
 
-{ diff --old-line-format='%L' --new-line-format='%L' --unchanged-line-format='' "$folder/one" "$folder/other" || true; } |
-  awk '{print $1}' | sort -nu >"$folder/differing"
-cases=$(wc -l <"$folder/one")
-unknown=$(comm -23 <(sort "$folder/differing") <(sort "$folder/known") | sort -n)
-gone=$(comm -13 <(sort "$folder/differing") <(sort "$folder/known") | sort -n)
-printf '%d cases, %d differ, %d of them known\n' "$cases" "$(wc -l <"$folder/differing")" "$(wc -l <"$folder/known")"
-for case in $unknown; do
-  printf 'differs:\n'
-  grep "^$case " "$folder/one" "$folder/other" | cut -d: -f2- | cut -c1-1200
-done
-for case in $gone; do printf 'no longer differs: %s\n' "$case"; done
-[ "$cases" -ge 2000 ] && [ -z "$unknown" ] && [ -z "$gone" ]
+# run <file> <program>: its cases, as many as it has and each once. A program that fails ends this one.
+run() {
+  # shellcheck disable=SC2086 # several words on purpose
+  $2 >"$1.raw"
+  tr -d '\r' <"$1.raw" | tail -n +2 >"$1"
+  local cases
+  cases=$(tr -d '\r' <"$1.raw" | sed -n '1s/^\([0-9]\{1,\}\) cases$/\1/p')
+  [ "${cases:-0}" -ge 2000 ] || { echo "$2: tells of ${cases:-no} cases, of 2000 at least" >&2; return 1; }
+  seq 0 $((cases - 1)) | cmp -s - <(cut -d' ' -f1 "$1") || { echo "$2: not its $cases cases in a row" >&2; return 1; }
+}
+run "$folder/one" "$1"
+run "$folder/other" "$2"
+
+in_order() { sort -s -k2,2n -k1,1; }
+{ diff --old-line-format='< %L' --new-line-format='> %L' --unchanged-line-format='' "$folder/one" "$folder/other" || [ $? = 1 ]; } |
+  in_order >"$folder/differing"
+sed '/^#/d; /^ *$/d' "${3:-/dev/null}" | in_order >"$folder/known"
+
+printf '%d cases, %d differ, %d of them known\n' "$(wc -l <"$folder/one")" \
+  "$(cut -d' ' -f2 "$folder/differing" | sort -u | wc -l)" "$(cut -d' ' -f2 "$folder/known" | sort -u | wc -l)"
+diff --label known --label now -U0 "$folder/known" "$folder/differing" | cut -c1-1200

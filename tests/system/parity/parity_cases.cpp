@@ -1,8 +1,8 @@
 // Runs one corpus of cases through the nine exports and prints a line for each: codes, error texts, log lines
-// less their addresses, rebuilt bytes and parsed XML, long ones as digests. The builds for all systems must
-// print the same; compare.sh compares them, and docs/platforms.md tells of each case that may differ.
+// less their addresses, all rebuilt bytes and parsed XML, long ones as digests. The builds for all systems
+// must print the same; compare.sh compares them, and docs/platforms.md tells of each case that may differ.
 //
-//     parity_cases             all cases
+//     parity_cases             all cases, behind a line that tells how many there are
 //     parity_cases <case>      one, with all that the digests stand for
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +21,7 @@
 #include "api/handle_table.h"
 #include "desc/structure_description.h"
 #include "mutations.h"
+#include "recorded_blocks.h"
 #include "support/random_graphs.h"
 #include "support/recording_log.h"
 #include "support/scratch_folder.h"
@@ -61,6 +62,10 @@ class Report {
     std::snprintf(digits, sizeof digits, "%zu:%016llX", words.size(),
                   static_cast<unsigned long long>(digest));
     Say(what, digits);
+  }
+  // In full where it can still be read in a line.
+  void SayWhereShort(const char* what, const std::string& words) {
+    return words.size() <= 160 ? Say(what, words) : SayLong(what, words);
   }
   const std::string& text() const { return text_; }
 
@@ -153,27 +158,6 @@ WideString Rewritten(WideView text) {
   return out;
 }
 
-// The root record's bytes, with its own blocks for the addresses of them.
-std::string RootBytes(const JSHandle& handle, std::size_t size) {
-  std::string out;
-  const auto* const bytes = static_cast<const unsigned char*>(handle.root);
-  for (std::size_t at = 0; at < size;) {
-    void* word = nullptr;
-    if (at + 8 <= size) std::memcpy(&word, bytes + at, 8);  // items may lie anywhere
-    const auto block = std::find(handle.blocks.begin(), handle.blocks.end(), word);
-    char digits[24];
-    if (word != nullptr && block != handle.blocks.end()) {
-      std::snprintf(digits, sizeof digits, "&%d ", static_cast<int>(block - handle.blocks.begin()));
-      at += 8;
-    } else {
-      std::snprintf(digits, sizeof digits, "%02X", bytes[at]);
-      ++at;
-    }
-    out += digits;
-  }
-  return out;
-}
-
 // --- the conversions ---------------------------------------------------------------------------------------
 
 std::size_t DescribedSize(const char16_t* root) {
@@ -198,19 +182,24 @@ WideString ToXml(Report& report, TestModule& module, const void* memory, std::si
   return text;
 }
 
-// The handle, null after a failure.
+// The handle, null after a failure, of which the blocks that were made are told all the same.
 const JSHandle* ToMemory(Report& report, TestModule& module, const WideString& xml) {
   const ScopedLog log;
+  const RecordedBlocks blocks;
   JSHandle* handle = nullptr;
   const std::int32_t rc =
       SBXXMLToBinary(module.handle(), kPdbId, kRuleId, RandomGraph::kRoot, xml.c_str(), &handle);
   report.Say("to_memory", rc);
   SayError(report);
   SayLog(report, log);
+  report.Say("blocks", static_cast<std::int64_t>(blocks.count()));
+  report.Say("bytes", static_cast<std::int64_t>(blocks.bytes()));
+  report.SayWhereShort("memory", blocks.Dump());
   if (handle == nullptr) return nullptr;
-  report.Say("blocks", static_cast<std::int64_t>(handle->blocks.size()));
-  report.Say("bytes", handle->totalSize);
-  report.SayLong("root", RootBytes(*handle, DescribedSize(RandomGraph::kRoot)));
+  if (!blocks.AreThoseOf(*handle) || handle->root != handle->blocks.front()) {
+    std::fprintf(stderr, "parity_cases: the blocks recorded are not those of the handle\n");
+    std::exit(1);
+  }
   return handle;
 }
 
@@ -286,12 +275,13 @@ void FileCase(Report& report, std::uint64_t number) {
       bytes += Ascii(WideString(1, static_cast<unsigned char>(byte)));
   }
   report.SayLong("file", bytes);
-  WideString read(20000, u'?');
+  constexpr char16_t kUnwritten = u'\uE000';
+  WideString read(20000, kUnwritten);
   std::int32_t size = number / 50 % 2 == 0 ? 40000 : 12;
   report.Say("read", SBXReadXML(path.c_str(), read.data(), &size));
   SayError(report);
   report.Say("size", size);
-  report.SayLong("text", Ascii(WideView(read).substr(0, read.find(u'?'))));
+  report.SayLong("text", Ascii(WideView(read).substr(0, read.find(kUnwritten))));
 }
 
 // --- arguments ---------------------------------------------------------------------------------------------
@@ -398,6 +388,9 @@ std::vector<Kind> Kinds() {
 
 // Prints the cases, or the one wanted.
 void Run(std::optional<std::uint64_t> wanted) {
+  std::uint64_t sum = 0;
+  for (const Kind& kind : Kinds()) sum += kind.cases;
+  if (!wanted) std::printf("%d cases\n", static_cast<int>(sum));
   std::uint64_t at = 0;
   for (const Kind& kind : Kinds()) {
     for (std::uint64_t number = 0; number < kind.cases; ++number, ++at) {
