@@ -20,11 +20,6 @@ namespace fs = std::filesystem;
 TEST(ModuleIdentity, TellsTheProcess) {
   EXPECT_EQ(CurrentProcessId(), sbx::testing::OwnProcessId());
   EXPECT_EQ(CurrentThreadId(), sbx::testing::OwnThreadId());
-  if (sbx::testing::kIsWindows) GTEST_SKIP() << "the rest looks into /proc";
-  EXPECT_EQ(fs::path(ExecutablePath()), fs::read_symlink("/proc/self/exe"));
-  EXPECT_EQ(OwnModuleName(), u"libsbxml.so");
-  EXPECT_EQ(fs::path(OwnModulePath()), fs::read_symlink("/proc/self/exe")) << "linked into the tests";
-  EXPECT_EQ(ExecutableFileVersion().ms, 0u);
 }
 
 TEST(HostInfo, TellsTheMachine) {
@@ -131,12 +126,13 @@ TEST_F(LogFiles, SizesOfPaths) {
 }
 
 TEST_F(LogFiles, ADeletedFileIsTold) {
-  if (sbx::testing::kIsWindows) GTEST_SKIP() << "an open file can't be deleted there";
   LogFile file;
   ASSERT_TRUE(file.Open(Path("f")));
   EXPECT_FALSE(file.IsDeleted());
-  fs::remove(sandbox_.root() / "f");
-  EXPECT_TRUE(file.IsDeleted());
+  std::error_code refusal;
+  fs::remove(sandbox_.root() / "f", refusal);
+  EXPECT_EQ(bool(refusal), sbx::testing::kIsWindows) << "an open file can't be deleted there";
+  EXPECT_EQ(file.IsDeleted(), !sbx::testing::kIsWindows);
 }
 
 TEST_F(LogFiles, FolderTrees) {
