@@ -16,6 +16,12 @@ static const SBXChar* EndOfText(const SBXChar* text) {
   return text;
 }
 
+/* Line breaks between tags, which the documents of some systems have, are no content. */
+static bool IsBlank(const SBXChar* from, const SBXChar* to) {
+  while (from != to && IsBlankUnit(*from)) ++from;
+  return from == to;
+}
+
 static bool IsClosingTag(const SBXChar* tag) {
   return tag[0] == '<' && tag[1] == '/';
 }
@@ -34,7 +40,7 @@ void ShowXml(FILE* out, const SBXChar* xml) {
   while (*xml != 0) {
     if (*xml != '<') {
       const SBXChar* const end = EndOfText(xml);
-      PrintLine(out, depth, xml, end);
+      if (!IsBlank(xml, end)) PrintLine(out, depth, xml, end);
       xml = end;
       continue;
     }

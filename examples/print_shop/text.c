@@ -15,6 +15,10 @@ bool TextEqual(const SBXChar* left, const SBXChar* right) {
   return length == TextLength(right) && memcmp(left, right, length * sizeof *left) == 0;
 }
 
+bool IsBlankUnit(SBXChar unit) {
+  return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
+}
+
 static void PrintCharacter(FILE* out, uint32_t code) {
   if (code < 0x80) {
     fputc((int)code, out);
@@ -84,10 +88,20 @@ SBXChar* TextFromUtf8(const char* utf8) {
   return text;
 }
 
-static const SBXChar* Find(const SBXChar* text, const SBXChar* what) {
-  const size_t length = TextLength(what);
-  for (size_t left = TextLength(text); left >= length; --left, ++text) {
-    if (memcmp(text, what, length * sizeof *text) == 0) return text;
+/* The end of `what` at the beginning of `text`; null if something else stands there. */
+static const SBXChar* EndOf(const SBXChar* what, const SBXChar* text) {
+  for (SBXChar before = 0; *what != 0; before = *what++, ++text) {
+    while (before == '>' && *what == '<' && IsBlankUnit(*text)) ++text;
+    if (*text != *what) return NULL;
+  }
+  return text;
+}
+
+/* The first `what` in `text`, and its end; null if there is none. */
+static const SBXChar* Find(const SBXChar* text, const SBXChar* what, const SBXChar** end) {
+  for (; *text != 0; ++text) {
+    *end = EndOf(what, text);
+    if (*end != NULL) return text;
   }
   return NULL;
 }
@@ -106,12 +120,13 @@ static SBXChar* Joined(const SBXChar* text, const SBXChar* head, const SBXChar* 
 }
 
 SBXChar* TextReplaced(const SBXChar* text, const SBXChar* old, const SBXChar* new) {
-  const SBXChar* const found = Find(text, old);
-  return found == NULL ? NULL : Joined(text, found, new, found + TextLength(old));
+  const SBXChar* end = NULL;
+  const SBXChar* const begin = Find(text, old, &end);
+  return begin == NULL ? NULL : Joined(text, begin, new, end);
 }
 
 SBXChar* TextWithout(const SBXChar* text, const SBXChar* from, const SBXChar* to) {
-  const SBXChar* const begin = Find(text, from);
-  const SBXChar* const end = begin == NULL ? NULL : Find(begin + TextLength(from), to);
-  return end == NULL ? NULL : Joined(text, begin, SBX_TEXT(""), end + TextLength(to));
+  const SBXChar* end = NULL;
+  const SBXChar* const begin = Find(text, from, &end);
+  return begin == NULL || Find(end, to, &end) == NULL ? NULL : Joined(text, begin, SBX_TEXT(""), end);
 }

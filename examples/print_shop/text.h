@@ -12,6 +12,9 @@ size_t TextLength(const SBXChar* text);
 
 bool TextEqual(const SBXChar* left, const SBXChar* right);
 
+/* Whether XML takes the unit for white space. */
+bool IsBlankUnit(SBXChar unit);
+
 /* Prints `length` units as UTF-8; an unpaired surrogate shows as U+FFFD. */
 void PrintUnits(FILE* out, const SBXChar* text, size_t length);
 
@@ -21,8 +24,8 @@ void PrintText(FILE* out, const SBXChar* text);
 SBXChar* TextFromUtf8(const char* utf8);
 
 /* Copies of `text` for the caller to free, with one change: the first `old` replaced by `new`, or left out
- * all from the first `from` to the end of the first `to` behind it. Null if `text` lacks one of them or
- * memory is refused. */
+ * all from the first `from` to the end of the first `to` behind it. What is looked for may have white space
+ * between its tags there. Null if `text` lacks one of them or memory is refused. */
 SBXChar* TextReplaced(const SBXChar* text, const SBXChar* old, const SBXChar* new);
 SBXChar* TextWithout(const SBXChar* text, const SBXChar* from, const SBXChar* to);
 

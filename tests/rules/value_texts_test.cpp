@@ -21,10 +21,6 @@ class ValueTextsTest : public testing::RuleTest {
     g_conversion.valueTexts = &texts_;
   }
 
-  void SetUp() override {
-    if (xml::Document::New()->countsReferences()) GTEST_SKIP();
-  }
-
   // The item's type after a pass over the record's element.
   WideString TypeAfterPass(const XMLElementRef& element) {
     rec_->FindItem(u"item")->SetType(u"int");
@@ -32,6 +28,7 @@ class ValueTextsTest : public testing::RuleTest {
     return rec_->FindItem(u"item")->type();
   }
 
+  const bool isKept_ = !xml::Document::New()->countsReferences();
   ScopedFailures failures_;
   ValueTexts texts_;
   JSStructDesc* rec_;
@@ -66,7 +63,7 @@ TEST_F(ValueTextsTest, AConditionOnTheRootReadsItsTextOnce) {
     for (int time = 0; time < 10; ++time) {
       EXPECT_EQ(TypeAfterPass(Element({u"Root", u"list"})), row.holds ? u"uint" : u"int");
     }
-    EXPECT_EQ(failures_.calls(DomCall::kGetText), before + 1);
+    EXPECT_EQ(failures_.calls(DomCall::kGetText), before + (isKept_ ? 1 : 10));
   }
 }
 
@@ -103,11 +100,14 @@ TEST_F(ValueTextsTest, ANameListIsReadAgainInTheTextAroundIt) {
       u"refvalue='65 0 1'/>");
   rec_->AddItem(u"names", u"wchar_t*", 8, 0, u"", u"");
   LoadXml(u"<Root><list><names><Name>A</Name></names><kind>5</kind></list></Root>");
-  EXPECT_EQ(texts_.Of(Element({u"Root", u"list"})).text, u"A5");
+  if (isKept_) {
+    EXPECT_EQ(texts_.Of(Element({u"Root", u"list"})).text, u"A5");
+  }
   EXPECT_EQ(TypeAfterPass(Element({u"Root", u"list"})), u"uint");
 }
 
 TEST_F(ValueTextsTest, AChangeElsewhereForgetsNothing) {
+  if (!isKept_) GTEST_SKIP() << "nothing is kept here";
   LoadXml(u"<Root><kind>1</kind><list><item>2</item></list></Root>");
   const KeptText* const kept = &texts_.Of(Element({u"Root", u"kind"}));
   EXPECT_EQ(kept->number, 1U);

@@ -126,7 +126,8 @@ TEST(Documents, OfEveryKindOfDamageEndInACode) {
   const Link link;
   for (const DocumentCase& test : cases) {
     SCOPED_TRACE(test.why);
-    if (kIsWindows && (test.descriptions.empty() || test.rules.empty())) continue;  // can't be carried
+    if (kIsWindows && (test.descriptions.empty() || test.rules.empty()))
+      continue;  // empty_documents_win_test.cpp
     if (IsWine() && test.descriptions.starts_with(u"<!DOCTYPE")) continue;
     const ChainModule module(test.descriptions, test.rules);
     std::int32_t units = 0;
@@ -137,7 +138,7 @@ TEST(Documents, OfEveryKindOfDamageEndInACode) {
 TEST(Documents, EveryPrefixOfAGoodOneEndsInACode) {
   const Link link;
   std::int32_t units = 0;
-  // A module can't be given a document without bytes on Windows.
+  // That of no bytes is in empty_documents_win_test.cpp there.
   for (std::size_t length = kIsWindows ? 1 : 0; length < kLinkDescriptions.size(); ++length) {
     const std::u16string prefix(kLinkDescriptions.substr(0, length));
     EXPECT_EQ(ChainModule(prefix).Measure(&link, &units), SBX_E_RESOURCE) << length;
