@@ -2,7 +2,6 @@
 
 #include <mutex>
 #include <new>
-#include <thread>
 
 #include "platform/module_identity.h"
 #include "platform/narrow_text.h"
@@ -115,15 +114,6 @@ void CSMOutput::Post(std::int32_t level, std::int32_t errorCode, WideView text) 
 void CSMOutput::HoldWithOwnSignal(const platform::Uuid& hitId) {
   platform::NamedEvent signal;
   if (platform::IsOpened(signal.Open(kBreakpointSignalName))) HoldAtBreakpoint(signal, hitId);
-}
-
-bool CSMOutput::LockForFork() noexcept {
-  const std::uint64_t start = platform::CoarseMilliseconds();
-  do {
-    if (lock_.try_lock()) return true;
-    std::this_thread::yield();
-  } while (platform::CoarseMilliseconds() - start < 100);
-  return false;
 }
 
 void CSMOutput::StartOverInChild(bool isLockLost) noexcept {

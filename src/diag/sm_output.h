@@ -8,6 +8,7 @@
 #include "diag/breakpoints.h"
 #include "diag/cached_answer.h"
 #include "diag/dbg_log_facade.h"
+#include "diag/fork_lock.h"
 #include "diag/host_discovery.h"
 #include "diag/log_share_memory.h"
 #include "platform/critical_section.h"
@@ -35,7 +36,7 @@ class CSMOutput : public IDBGLogOutput {
   virtual void Post(std::int32_t level, std::int32_t errorCode, WideView text);
 
   // As for the file output.
-  bool LockForFork() noexcept;
+  bool LockForFork() noexcept { return NSDBG::LockForFork(lock_); }
   void UnlockAfterFork() noexcept { lock_.unlock(); }
   void StartOverInChild(bool isLockLost) noexcept;
 
