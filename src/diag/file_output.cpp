@@ -4,7 +4,6 @@
 #include <limits>
 #include <mutex>
 #include <new>
-#include <thread>
 
 #include "base/numbers.h"
 #include "diag/log_line.h"
@@ -147,17 +146,6 @@ CFileOutput::~CFileOutput() {
   CloseAll();
 }
 
-bool CFileOutput::LockForFork() noexcept {
-  // A thread on its way through a line needs microseconds; one that waits for another process may need
-  // seconds, for which no fork is held up.
-  const std::uint64_t start = platform::CoarseMilliseconds();
-  do {
-    if (lock_.try_lock()) return true;
-    std::this_thread::yield();
-  } while (platform::CoarseMilliseconds() - start < 100);
-  return false;
-}
-
 void CFileOutput::StartOverInChild(bool isLockLost) noexcept {
   if (isLockLost) {
     new (&lock_) platform::CriticalSection();
@@ -269,7 +257,7 @@ bool CFileOutput::ResolveFile() {
   }
   if (isFull && !RollForward()) return false;
   if (!file_.IsOpen() && !OpenFile(isFirst)) return false;
-  if (fileVersionLS_ == 0) ReadFileVersion();
+  if (!isFileVersionRead_) ReadFileVersion();
   return true;
 }
 
@@ -312,10 +300,13 @@ void CFileOutput::CloseFile() noexcept {
 void CFileOutput::CloseAll() noexcept {
   CloseFile();
   fileVersionLS_ = 0;
+  isFileVersionRead_ = false;
 }
 
 void CFileOutput::ReadFileVersion() noexcept {
-  fileVersionLS_ = platform::OwnFileVersion().ls;
+  const platform::FileVersion version = platform::OwnFileVersion();
+  fileVersionLS_ = version.ls;
+  isFileVersionRead_ = version.ms != 0 || version.ls != 0;  // else it is asked for with every message
 }
 
 void CFileOutput::PrepareLogFolder(WideView path) {

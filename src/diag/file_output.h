@@ -8,6 +8,7 @@
 
 #include "base/format.h"
 #include "diag/dbg_log_facade.h"
+#include "diag/fork_lock.h"
 #include "diag/host_discovery.h"
 #include "diag/log_config.h"
 #include "platform/critical_section.h"
@@ -42,7 +43,7 @@ class CFileOutput : public IDBGLogOutput {
 
   // Around a fork: the lock is taken if that takes no long wait, so that the child finds a file between two
   // lines.
-  bool LockForFork() noexcept;
+  bool LockForFork() noexcept { return NSDBG::LockForFork(lock_); }
   void UnlockAfterFork() noexcept { lock_.unlock(); }
   // In the child: the next message opens the file anew. `isLockLost` tells of a lock that a vanished thread
   // holds.
@@ -77,9 +78,10 @@ class CFileOutput : public IDBGLogOutput {
   char16_t moduleName_[64] = {};     // as the module stands in the configuration
   char16_t ownModule_[64] = {};      // as it is printed
   char16_t hostProcess_[64] = {};    // the executable's file name
-  std::uint32_t fileVersionLS_ = 0;  // 0: not read yet
-  bool isWideFile_ = true;           // the file's own first bytes decide
-  bool isTailDoubtful_ = false;      // a writer may have died in the middle of the file's last line
+  std::uint32_t fileVersionLS_ = 0;  // of this module
+  bool isFileVersionRead_ = false;
+  bool isWideFile_ = true;       // the file's own first bytes decide
+  bool isTailDoubtful_ = false;  // a writer may have died in the middle of the file's last line
   std::atomic<std::int32_t> level_ = 2;
   platform::LogFile file_;
   platform::NamedMutex fileMutex_;
