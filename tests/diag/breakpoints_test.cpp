@@ -10,11 +10,13 @@
 #include "platform/module_identity.h"
 #include "support/killable_process.h"
 #include "support/log_sandbox.h"
+#include "support/mutex_holder.h"
 #include "support/sleeping_thread.h"
 
 namespace sbx {
 namespace {
 
+using testing::HoldMutex;
 using testing::KillableProcess;
 
 WideString ReleaseName(const platform::Uuid& hit) {
@@ -158,13 +160,7 @@ TEST_F(Breakpoints, ABlockThatIsTooSmallIsNotTouched) {
 }
 
 TEST_F(Breakpoints, AnAbandonedMutexCountsAsObtained) {
-  KillableProcess tool([] {
-    platform::NamedMutex mutex;
-    mutex.Open(kBreakpointMutexName);
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess tool([] { return HoldMutex(kBreakpointMutexName); });
   ASSERT_TRUE(tool.Await());
   tool.Kill();
   Add(0, u"h", u"a");

@@ -8,10 +8,12 @@
 #include "file_output_fixture.h"
 #include "support/host_system.h"
 #include "support/killable_process.h"
+#include "support/mutex_holder.h"
 
 namespace sbx::NSDBG {
 namespace {
 
+using sbx::testing::HoldMutex;
 using sbx::testing::HostName;
 using sbx::testing::KillableProcess;
 using sbx::testing::kIsWindows;
@@ -407,13 +409,7 @@ TEST_F(FileOutput, AVeryLongPathsMutexIsNamedByItsBeginning) {
 
 TEST_F(FileOutput, AnAbandonedMutexLosesOneMessage) {
   if (KillableProcess::IsParent()) Output().LogW(2, 0, u"one");
-  KillableProcess other([this] {
-    platform::NamedMutex mutex;
-    mutex.Open(MutexNameOf(Log()));
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess other([this] { return HoldMutex(MutexNameOf(Log())); });
   ASSERT_TRUE(other.Await());
   other.Kill();
   Output().LogW(2, 0, u"lost");
@@ -423,13 +419,7 @@ TEST_F(FileOutput, AnAbandonedMutexLosesOneMessage) {
 
 TEST_F(FileOutput, AHeldMutexIsWaitedForAndThenTheMessageIsLost) {
   if (KillableProcess::IsParent()) Output().LogW(2, 0, u"one");
-  KillableProcess other([this] {
-    platform::NamedMutex mutex;
-    mutex.Open(MutexNameOf(Log()));
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess other([this] { return HoldMutex(MutexNameOf(Log())); });
   ASSERT_TRUE(other.Await());
   Output().LogW(2, 0, u"lost after five seconds");
   EXPECT_EQ(MessagesOf(Log()), Lines{"one"});
@@ -461,13 +451,8 @@ TEST_F(FileOutput, ALostPathPutsTheDefaultBack) {
     Output().LogW(2, 0, u"two");
   }
   // A tool that dies with the configuration's mutex makes one reading of the path fail.
-  KillableProcess tool([] {
-    platform::NamedMutex mutex;
-    mutex.Open(WideString(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()));
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess tool(
+      [] { return HoldMutex(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()); });
   ASSERT_TRUE(tool.Await());
   tool.Kill();
   Output().LogW(2, 0, u"lost");

@@ -2,10 +2,12 @@
 
 #include "log_config_fixture.h"
 #include "support/killable_process.h"
+#include "support/mutex_holder.h"
 
 namespace sbx {
 namespace {
 
+using testing::HoldMutex;
 using testing::KillableProcess;
 
 TEST_F(LogConfig, AFreshBlock) {
@@ -111,13 +113,8 @@ TEST_F(LogConfig, AnUnknownModuleHasTheGlobalLevelOnly) {
 TEST_F(LogConfig, ALevelIsReadWhileAToolHoldsTheMutex) {
   config_->RegisterModule(u"a.dll");
   Block().modules[0].level = 3;
-  KillableProcess tool([] {
-    platform::NamedMutex mutex;
-    mutex.Open(WideString(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()));
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess tool(
+      [] { return HoldMutex(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()); });
   ASSERT_TRUE(tool.Await());
   EXPECT_EQ(config_->GetModuleLevel(u"a.dll"), 3);
   tool.Kill();
@@ -154,13 +151,8 @@ TEST_F(LogConfig, TheRegisteredModulesLevelIsReadWithoutLookingItUp) {
 
 TEST_F(LogConfig, AnAbandonedMutexFailsOneOperation) {
   config_->RegisterModule(u"a.dll");
-  KillableProcess tool([] {
-    platform::NamedMutex mutex;
-    mutex.Open(WideString(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()));
-    mutex.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess tool(
+      [] { return HoldMutex(Message(kLogConfigMutexName, KillableProcess::ParentId()).view()); });
   ASSERT_TRUE(tool.Await());
   tool.Kill();
   EXPECT_EQ(Path(u"a.dll"), u"unchanged");

@@ -8,11 +8,13 @@
 
 #include "support/killable_process.h"
 #include "support/log_sandbox.h"
+#include "support/mutex_holder.h"
 #include "support/sanitizers.h"
 
 namespace sbx::platform {
 namespace {
 
+using sbx::testing::HoldMutex;
 using sbx::testing::KillableProcess;
 
 class NamedObjects : public ::testing::Test {
@@ -186,13 +188,7 @@ TEST_F(NamedObjects, AWaiterGetsTheMutexOfAThreadThatEnds) {
 TEST_F(NamedObjects, AWaiterIsWokenWhenTheHolderIsKilled) {
   NamedMutex mutex;
   ASSERT_TRUE(IsOpened(mutex.Create(u"m")));
-  KillableProcess child([] {
-    NamedMutex own;
-    own.Open(u"m");
-    own.Wait(0);
-    KillableProcess::Say();
-    return KillableProcess::Sleep();
-  });
+  KillableProcess child([] { return HoldMutex(u"m"); });
   ASSERT_TRUE(child.Await());
   std::atomic<WaitResult> result = WaitResult::kFailed;
   std::thread waiter([&] {

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <ostream>
 #include <regex>
 #include <string>
 #include <utility>
@@ -15,18 +14,6 @@
 #include "support/scratch_folder.h"
 
 namespace sbx::testing {
-
-struct Said {
-  std::string ended;  // "exit 0"
-  std::string output;
-  std::string errors;
-
-  bool operator==(const Said&) const = default;
-};
-
-inline void PrintTo(const Said& said, std::ostream* out) {
-  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
-}
 
 // The command's start, with the files of a folder as its streams.
 inline ToolStart SbxlogStart(const std::vector<std::string>& arguments, const ScratchFolder& streams) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,19 @@ struct ToolStart {
   std::vector<std::pair<std::string, std::string>> variables;  // of its environment, beside those of the test
   bool hasOwnConsole = false;                                  // Windows: for a Ctrl-C that reaches it alone
 };
+
+// What it said, and how it ended.
+struct Said {
+  std::string ended;  // "exit 0"
+  std::string output;
+  std::string errors;
+
+  bool operator==(const Said&) const = default;
+};
+
+inline void PrintTo(const Said& said, std::ostream* out) {
+  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
+}
 
 }  // namespace sbx::testing
 

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,18 +12,6 @@
 #include "support/scratch_folder.h"
 
 namespace sbx::testing {
-
-struct Said {
-  std::string ended;  // "exit 0"
-  std::string output;
-  std::string errors;
-
-  bool operator==(const Said&) const = default;
-};
-
-inline void PrintTo(const Said& said, std::ostream* out) {
-  *out << said.ended << "\n--- output\n" << said.output << "--- errors\n" << said.errors;
-}
 
 // UTF-8 as a file holds it: behind a mark where files without one are in another code page.
 inline std::string Utf8File(const std::string& text) {
