@@ -73,7 +73,8 @@ Status XmlToBinary(const Request& request) {
     return kOk;
   }
   GiveOutHandle(handle);
-  platform::WriteMemory(request.handleOut, &handle, sizeof(void*));
+  // A place that was writable before and is no more: nobody could free what it would have held.
+  if (!platform::WriteMemory(request.handleOut, &handle, sizeof(void*))) DiscardHandle(handle);
   return kOk;
 }
 

@@ -9,6 +9,7 @@
 
 #include "api/handle_table.h"
 #include "export_fixture.h"
+#include "platform/guarded_pages.h"
 #include "support/edge_of_memory.h"
 #include "support/scratch_folder.h"
 
@@ -185,6 +186,42 @@ TEST_F(OutArguments, AHandleThatCannotBeStoredIsNotKept) {
   EXPECT_EQ(SBXXMLToBinary(module.handle(), kPdbId, kRuleId, u"Job", kJobXml,
                            reinterpret_cast<JSHandle**>(edge.data())),
             SBX_OK);
+  EXPECT_EQ(HandleCount(), before);
+}
+
+// Makes a page read-only with the first line that a conversion logs once it has looked at its arguments.
+class PageTaker : public IDBGLogOutput {
+ public:
+  explicit PageTaker(platform::GuardedPages& pages) : pages_(pages), before_(g_DBGLog) {
+    g_DBGLog = DBGLogFacade{};
+    g_DBGLog.fileOutput = this;
+  }
+  ~PageTaker() { g_DBGLog = before_; }
+  PageTaker(const PageTaker&) = delete;
+  PageTaker& operator=(const PageTaker&) = delete;
+
+  void LogA(std::int32_t, std::int32_t, const char*) override {}
+  void LogW(std::int32_t, std::int32_t, const char16_t* text) override {
+    if (!WideView(text).starts_with(u"Convert from XML to binary begin"))
+      pages_.Protect(0, platform::PageAccess::kReadOnly);
+  }
+  std::int32_t GetLogLevel() override { return 4; }
+
+ private:
+  platform::GuardedPages& pages_;
+  DBGLogFacade before_;
+};
+
+// Nobody could free what nobody was told of.
+TEST_F(OutArguments, AHandleWhosePlaceTurnsReadOnlyMeanwhileIsNotKept) {
+  const std::int32_t before = HandleCount();
+  platform::GuardedPages pages(1);
+  auto** const place = reinterpret_cast<JSHandle**>(pages.PageAt(0));
+  {
+    const PageTaker taker(pages);
+    EXPECT_EQ(SBXXMLToBinary(module.handle(), kPdbId, kRuleId, u"Job", kJobXml, place), SBX_OK);
+  }
+  EXPECT_EQ(*place, nullptr);
   EXPECT_EQ(HandleCount(), before);
 }
 
