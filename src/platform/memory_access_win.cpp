@@ -30,8 +30,9 @@ bool Wraps(std::uintptr_t address, std::size_t size) noexcept {
   return size > UINTPTR_MAX - address;
 }
 
-constexpr DWORD kReadable = PAGE_READONLY | PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READ |
-                            PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
+// The processor reads what it may execute.
+constexpr DWORD kReadable = PAGE_READONLY | PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE |
+                            PAGE_EXECUTE_READ | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
 constexpr DWORD kWritable = PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
 
 // How many bytes from the address on lie in one run of memory with one of these protections; 0 if none does.
@@ -80,11 +81,12 @@ bool WriteMemory(void* target, const void* bytes, std::size_t size) noexcept {
   if (Wraps(address, size)) return false;
   const char* const source = static_cast<const char*>(bytes);
   for (std::size_t done = 0; done < size;) {
-    // The system's call makes read-only pages writable by itself where it may, so they are left out before.
+    // Guard pages are left out before. The system's call for writing would change the protection of pages
+    // that refuse it; the one for reading, into the target, ends in an error.
     const std::size_t part = std::min(size - done, BytesInRegion(address + done, kWritable));
     SIZE_T written = 0;
     if (part == 0) return false;
-    if (!WriteProcessMemory(GetCurrentProcess(), At(address + done), source + done, part, &written))
+    if (!ReadProcessMemory(GetCurrentProcess(), source + done, At(address + done), part, &written))
       return false;
     if (written != part) return false;
     done += part;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <string>
@@ -13,7 +14,8 @@ constexpr DWORD kVersionSignature = 0xFEEF04BD;
 
 WideString ModulePath(HMODULE module) {
   std::wstring path(kPathUnits, L'\0');
-  const DWORD length = GetModuleFileNameW(module, path.data(), kPathUnits);
+  // A path that had no room is told with its zero counted.
+  const DWORD length = std::min(GetModuleFileNameW(module, path.data(), kPathUnits), kPathUnits - 1);
   return {path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length)};
 }
 

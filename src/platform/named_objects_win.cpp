@@ -187,13 +187,22 @@ ObjectStatus SharedBlock::Open(WideView name) noexcept {
   });
 }
 
+namespace {
+
+// Another process may have made the block, with too little memory or with memory that is only reserved.
+bool IsUsable(const void* view, std::size_t size) noexcept {
+  MEMORY_BASIC_INFORMATION info;
+  return VirtualQuery(view, &info, sizeof info) != 0 && info.State == MEM_COMMIT &&
+         (info.Protect & PAGE_READWRITE) != 0 && info.RegionSize >= size;
+}
+
+}  // namespace
+
 void* SharedBlock::Map(std::size_t size) noexcept {
   if (!IsOpen()) return nullptr;
   if (state_->view == nullptr) state_->view = MapViewOfFile(state_->handle, FILE_MAP_ALL_ACCESS, 0, 0, 0);
   if (state_->view == nullptr) return nullptr;
-  MEMORY_BASIC_INFORMATION info;
-  if (VirtualQuery(state_->view, &info, sizeof info) == 0 || info.RegionSize < size) return nullptr;
-  return state_->view;
+  return IsUsable(state_->view, size) ? state_->view : nullptr;
 }
 
 }  // namespace sbx::platform
