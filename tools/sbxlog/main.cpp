@@ -6,6 +6,7 @@
 #include <map>
 #include <new>
 
+#include "console/console.h"
 #include "sbxlog/commands.h"
 #include "sbxlog/exit_codes.h"
 #include "sbxlog/system.h"
@@ -13,7 +14,7 @@
 namespace sbx::tool {
 namespace {
 
-enum class Colour { kAuto, kAlways, kNever };
+using console::Colour;
 
 // Longer times are no times that anyone means, and must not overflow a clock.
 constexpr double kLongestSeconds = 1e8;
@@ -27,20 +28,6 @@ struct CommandLine {
   Colour colour = Colour::kAuto;
   bool json = false;
 };
-
-bool WantsColour(Colour colour, system::Stream stream) {
-  switch (colour) {
-    case Colour::kAlways:
-      return true;
-    case Colour::kNever:
-      return false;
-    case Colour::kAuto:
-      break;
-  }
-  const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): one thread so far
-  const bool isRefused = noColour != nullptr && *noColour != '\0';
-  return !isRefused && system::IsTerminal(stream);
-}
 
 // "/x" is a path everywhere. Commands take this over from their parent when they are added.
 CLI::App& WithDashesAlone(CLI::App& app) {
@@ -184,9 +171,10 @@ class Program {
       // Help and the version come this way too, with 0.
       return app_.exit(error, std::cout, std::cerr) == 0 ? EndOfOutput(kExitFine) : kExitUsage;
     }
-    Diagnostics diagnostics(line_.json                                           ? Form::kJson
-                            : WantsColour(line_.colour, system::Stream::kErrors) ? Form::kColouredText
-                                                                                 : Form::kText);
+    Diagnostics diagnostics(line_.json ? Form::kJson
+                            : console::WantsColour(line_.colour, console::Stream::kErrors)
+                                ? Form::kColouredText
+                                : Form::kText);
     return EndOfOutput(Guarded(diagnostics));
   }
 
@@ -208,8 +196,8 @@ class Program {
 
   int Dispatch(Diagnostics& diagnostics) {
     const OutputForm form = {.json = line_.json,
-                             .colour = WantsColour(line_.colour, system::Stream::kOutput),
-                             .toTerminal = system::IsTerminal(system::Stream::kOutput)};
+                             .colour = console::WantsColour(line_.colour, console::Stream::kOutput),
+                             .toTerminal = console::IsTerminal(console::Stream::kOutput)};
     if (ps_->parsed()) return RunPs(form, diagnostics);
     if (tail_->parsed()) return RunTail(line_.tail, form, diagnostics);
     if (level_->parsed()) return RunLevel(line_.setting, form);
@@ -250,7 +238,7 @@ class Program {
 
 int main(int argc, char** argv) {
   try {
-    return sbx::tool::Program().Run(sbx::tool::system::Begin(argc, argv));
+    return sbx::tool::Program().Run(sbx::tool::console::Begin(argc, argv));
   } catch (...) {
     std::fputs("sbxlog: error: out of memory or a fault of its own [internal]\n", stderr);
     return sbx::tool::kExitInternal;

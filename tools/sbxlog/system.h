@@ -3,21 +3,14 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "base/wide_text.h"
 
 namespace sbx::tool::system {
 
-enum class Stream { kOutput, kErrors };
-bool IsTerminal(Stream stream) noexcept;
-
-// To be called first of all: the standard streams carry bytes as they are, and a reader that has gone away is
-// a failed write; the arguments of main come back as text.
-std::vector<std::string> Begin(int argc, char** argv);
-
-// From now on the user's wish to end (Ctrl-C, a closed terminal) is only noted.
+// From now on the user's wish to end (Ctrl-C, a closed terminal) is only noted. Windows gives a command whose
+// console is closed five seconds to end by itself.
 void CatchStopRequests() noexcept;
 bool IsStopRequested() noexcept;
 

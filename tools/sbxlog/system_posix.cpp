@@ -26,16 +26,6 @@ std::uint32_t NumberOf(const std::string& name) noexcept {
 
 }  // namespace
 
-bool IsTerminal(Stream stream) noexcept {
-  return isatty(stream == Stream::kOutput ? STDOUT_FILENO : STDERR_FILENO) == 1;
-}
-
-std::vector<std::string> Begin(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
-  if (argc < 1) return {"sbxlog"};
-  return {argv, argv + argc};
-}
-
 void CatchStopRequests() noexcept {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action = {};

@@ -1,14 +1,9 @@
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <fcntl.h>
-#include <io.h>
 #include <windows.h>
 // What needs the types of the one before.
 #include <psapi.h>
-#include <shellapi.h>
 
-#include "platform/narrow_text.h"
 #include "sbxlog/system.h"
 
 namespace sbx::tool::system {
@@ -16,8 +11,11 @@ namespace {
 
 std::atomic<bool> g_isStopRequested = false;
 
-BOOL WINAPI NoteStop(DWORD) {
+// Runs in a thread of its own. Once the console is closed or the user logs off, the system ends the process
+// as soon as this returns, so it doesn't: the end of main takes this thread along.
+BOOL WINAPI NoteStop(DWORD event) {
   g_isStopRequested.store(true);
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
   return TRUE;
 }
 
@@ -38,27 +36,6 @@ class ProcessHandle {
 };
 
 }  // namespace
-
-bool IsTerminal(Stream stream) noexcept {
-  return _isatty(_fileno(stream == Stream::kOutput ? stdout : stderr)) != 0;
-}
-
-std::vector<std::string> Begin(int argc, char** argv) {
-  _setmode(_fileno(stdout), _O_BINARY);
-  _setmode(_fileno(stderr), _O_BINARY);
-  SetConsoleOutputCP(CP_UTF8);
-  int count = 0;
-  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
-  if (wide == nullptr) return {argv, argv + argc};
-  std::vector<std::string> arguments;
-  for (int i = 0; i < count; ++i) {
-    const std::wstring text = wide[i];
-    arguments.push_back(
-        platform::Narrow(WideString(text.begin(), text.end()), platform::NarrowPage::kUtf8).value_or(""));
-  }
-  LocalFree(wide);
-  return arguments;
-}
 
 void CatchStopRequests() noexcept {
   SetConsoleCtrlHandler(&NoteStop, TRUE);

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <new>
 
+#include "console/console.h"
 #include "sbxml/commands.h"
 #include "sbxml/project_file.h"
 #include "sbxml/system.h"
@@ -13,7 +14,7 @@
 namespace sbx::tool {
 namespace {
 
-enum class Colour { kAuto, kAlways, kNever };
+using console::Colour;
 
 struct CommandLine {
   CheckOptions check;
@@ -153,23 +154,10 @@ SetOptions CompleteSet(const CommandLine& line, bool needsRoot) {
   return set;
 }
 
-bool WantsColour(Colour colour) {
-  switch (colour) {
-    case Colour::kAlways:
-      return true;
-    case Colour::kNever:
-      return false;
-    case Colour::kAuto:
-      break;
-  }
-  const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): one thread so far
-  const bool isRefused = noColour != nullptr && *noColour != '\0';
-  return !isRefused && system::IsTerminal(system::Stream::kErrors);
-}
-
 std::vector<std::string> MannersOf(const CommandLine& line) {
-  std::vector<std::string> manners = {"--max-errors=" + std::to_string(line.maxErrors),
-                                      WantsColour(line.colour) ? "--color=always" : "--color=never"};
+  std::vector<std::string> manners = {
+      "--max-errors=" + std::to_string(line.maxErrors),
+      console::WantsColour(line.colour, console::Stream::kErrors) ? "--color=always" : "--color=never"};
   if (line.json) manners.emplace_back("--json");
   return manners;
 }
@@ -211,9 +199,9 @@ class Program {
       return kExitUsage;
     }
     const bool toOutput = line_.json && (check_->parsed() || lint_->parsed());
-    const Form form = line_.json                  ? Form::kJson
-                      : WantsColour(line_.colour) ? Form::kColouredText
-                                                  : Form::kText;
+    const Form form = line_.json                                                     ? Form::kJson
+                      : console::WantsColour(line_.colour, console::Stream::kErrors) ? Form::kColouredText
+                                                                                     : Form::kText;
     Diagnostics diagnostics(toOutput ? std::cout : std::cerr, form, line_.maxErrors);
     return EndOfOutput(Guarded(diagnostics));
   }
@@ -283,7 +271,9 @@ class Program {
 
 int main(int argc, char** argv) {
   try {
-    return sbx::tool::Program().Run(sbx::tool::system::Begin(argc, argv));
+    const std::vector<std::string> arguments = sbx::tool::console::Begin(argc, argv);
+    sbx::tool::system::Begin();
+    return sbx::tool::Program().Run(arguments);
   } catch (...) {
     std::fputs("sbxml: error: out of memory or a fault of its own [internal]\n", stderr);
     return sbx::tool::kExitInternal;

@@ -14,12 +14,8 @@
 
 namespace sbx::tool::system {
 
-enum class Stream { kOutput, kErrors };
-bool IsTerminal(Stream stream) noexcept;
-
-// To be called first of all: the standard streams carry bytes as they are; the arguments of main come back as
-// text.
-std::vector<std::string> Begin(int argc, char** argv);
+// To be called before anything else of this header.
+void Begin() noexcept;
 
 // What a child tells its parent while it works.
 struct Progress {

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -44,15 +43,7 @@ bool EndedByItself(pid_t child) noexcept {
 
 }  // namespace
 
-bool IsTerminal(Stream stream) noexcept {
-  return isatty(stream == Stream::kOutput ? STDOUT_FILENO : STDERR_FILENO) == 1;
-}
-
-std::vector<std::string> Begin(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone away is a failed write
-  if (argc < 1) return {"sbxml"};
-  return {argv, argv + argc};
-}
+void Begin() noexcept {}
 
 bool RunSelf(const std::vector<std::string>& arguments,
              const std::function<void(const Progress&)>& onProgress) {

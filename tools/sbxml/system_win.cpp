@@ -7,8 +7,6 @@
 #include <share.h>
 #include <sys/stat.h>
 #include <windows.h>
-// What needs the types of the one before.
-#include <shellapi.h>
 
 #include "resource_module/resource_module.h"
 #include "sbxml/system.h"
@@ -41,15 +39,6 @@ class Handle {
 std::wstring Wide(std::string_view text) {
   const WideString wide = ToWide(text);
   return {wide.begin(), wide.end()};
-}
-
-// Colours are asked of the console once; one that refuses them shows none.
-void AskForColours(DWORD stream) noexcept {
-  const HANDLE console = GetStdHandle(stream);
-  DWORD mode = 0;
-  if (GetConsoleMode(console, &mode) != FALSE) {
-    SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
-  }
 }
 
 // An argument as CommandLineToArgvW undoes it: backslashes count as themselves but in front of a quote.
@@ -121,31 +110,11 @@ std::string WithRandomEnd(const std::string& prefix) {
 
 }  // namespace
 
-bool IsTerminal(Stream stream) noexcept {
-  const HANDLE handle = GetStdHandle(stream == Stream::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
-  DWORD mode = 0;
-  return GetConsoleMode(handle, &mode) != FALSE && (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
-}
-
-std::vector<std::string> Begin(int argc, char** argv) {
-  for (std::FILE* const stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
-  SetConsoleOutputCP(CP_UTF8);
-  AskForColours(STD_OUTPUT_HANDLE);
-  AskForColours(STD_ERROR_HANDLE);
+void Begin() noexcept {
   // A child's fault is told by its parent, not by a window that somebody has to close.
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   // The documents are the system's. It is never left: they may outlive main. Without it the loads tell.
   static_cast<void>(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
-  int count = 0;
-  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
-  if (wide == nullptr || count < 1) return {argv, argv + argc};
-  std::vector<std::string> arguments;
-  for (int i = 0; i < count; ++i) {
-    const std::wstring_view text = wide[i];
-    arguments.push_back(ToUtf8(WideString(text.begin(), text.end())));
-  }
-  LocalFree(wide);
-  return arguments;
 }
 
 bool RunSelf(const std::vector<std::string>& arguments,
@@ -167,8 +136,9 @@ bool RunSelf(const std::vector<std::string>& arguments,
 
 void TellParent(Channel channel, const Progress& progress) noexcept {
   DWORD written = 0;
-  WriteFile(reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(channel)), &progress, sizeof progress,
-            &written, nullptr);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): no address
+  const HANDLE pipe = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(channel));
+  WriteFile(pipe, &progress, sizeof progress, &written, nullptr);
 }
 
 struct DocumentModule::State {
