@@ -12,12 +12,17 @@
 # A target may carry several modules: one call each, with symbols of their own (and, on Windows, where all
 # resources of a target share one name space, with ids of their own).
 #
+# For Windows this takes mingw-w64's compilers; with Visual C++, `sbxml_embed --resources` writes the resource script.
+#
 # In a cross build the converter runs through CMAKE_CROSSCOMPILING_EMULATOR, or set SBXML_EMBED_EXECUTABLE to a
 # native sbxml_embed.
 
 set(_SBXML_EMBED_HEADER_TEMPLATE ${CMAKE_CURRENT_LIST_DIR}/sbxml_embed.h.in)
 
 function(sbxml_embed_documents target)
+  if(MSVC)
+    message(FATAL_ERROR "sbxml_embed_documents: needs mingw-w64; for Visual C++ see the README's page on Windows")
+  endif()
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "MODULE" "DESCRIPTIONS;RULES")
   _sbxml_embed_check_arguments()
 
@@ -46,12 +51,17 @@ function(sbxml_embed_documents target)
   endif()
 
   set(embed sbxml::sbxml_embed)
+  set(command ${embed})
   if(SBXML_EMBED_EXECUTABLE)
     set(embed ${SBXML_EMBED_EXECUTABLE})
+    set(command ${embed})
+  elseif(CMAKE_CROSSCOMPILING)
+    # CMake itself puts it in front of the own targets of a project, not of those of a package.
+    set(command ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${embed}>)
   endif()
   add_custom_command(
     OUTPUT ${output}
-    COMMAND ${embed} ${mode} ${documents}
+    COMMAND ${command} ${mode} ${documents}
     DEPENDS ${files} ${embed}
     COMMENT "Embedding the documents of ${arg_MODULE} into ${target}"
     VERBATIM)

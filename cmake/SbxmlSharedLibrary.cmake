@@ -33,10 +33,14 @@ endif()
 if(WIN32)
   # sbxml.dll, with the nine names at their ordinals and no runtime but the system's. A file of definitions lists
   # the exports; the mark in the header is for the library's callers.
+  set(version_tweak 0)
+  if(PROJECT_VERSION_TWEAK)
+    set(version_tweak ${PROJECT_VERSION_TWEAK})
+  endif()
   configure_file(${PROJECT_SOURCE_DIR}/cmake/sbxml.rc.in ${CMAKE_CURRENT_BINARY_DIR}/sbxml.rc @ONLY)
   target_sources(sbxml PRIVATE ${PROJECT_SOURCE_DIR}/cmake/sbxml.def ${CMAKE_CURRENT_BINARY_DIR}/sbxml.rc)
   set_target_properties(sbxml PROPERTIES PREFIX "" ARCHIVE_OUTPUT_NAME sbxml)
-  target_link_options(sbxml PRIVATE -static LINKER:--exclude-all-symbols)
+  target_link_options(sbxml PRIVATE LINKER:--exclude-all-symbols)
 else()
   # The script hides what is not one of the nine names, the parser's and the runtime's symbols included.
   set(version_script ${PROJECT_SOURCE_DIR}/cmake/sbxml.map)

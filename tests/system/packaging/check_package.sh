@@ -13,17 +13,10 @@ prefix=$scratch/prefix
 export SBXML_LOG_DIR=$scratch/log
 unset DESTDIR
 
-fail() { printf 'FAILED: %s\n' "$*"; exit 1; }
+# shellcheck source=tests/system/packaging/readme_files.sh
+source "$here/readme_files.sh"
 
-# write_file_of_readme <file>: the fenced block that follows its marker.
-write_file_of_readme() {
-  # shellcheck disable=SC2016  # the dollars are awk's
-  awk -v marker="<!-- file: $1 -->" '
-    $0 == marker { found = 1; next }
-    found && /^```/ { if (inside) exit; inside = 1; next }
-    inside { print }' "$source/README.md" >"$scratch/page/$1"
-  [ -s "$scratch/page/$1" ] || fail "README.md has no $1"
-}
+fail() { printf 'FAILED: %s\n' "$*"; exit 1; }
 
 # expect_output <program> <expected file>
 expect_output() { "$1" | diff "$2" - || fail "$1"; }
@@ -90,7 +83,9 @@ refused() {
   tr -s ' \n' ' ' <"$scratch/configure.txt" | grep -qF "$1" || fail "message for: $2"
 }
 
-for file in main.c descriptions.xml rules.xml CMakeLists.txt expected.txt; do write_file_of_readme $file; done
+for file in main.c descriptions.xml rules.xml CMakeLists.txt expected.txt; do
+  write_file_of_readme $file "$source/README.md" "$scratch/page"
+done
 install_package
 by_find_package
 by_pkg_config
