@@ -43,7 +43,8 @@ add_library(sbxml_program_options INTERFACE)
 # Frames are checked, return addresses guarded and tables made read-only before any code of ours runs.
 # _FORTIFY_SOURCE needs an optimising build and would hide from the sanitizers what they look for.
 if(WIN32)
-  # What is built here runs without the compiler's own DLLs.
+  # What is built here runs without the compiler's own DLLs. No stack protection: mingw-w64's sets itself up through
+  # the system's cryptography, which a DLL may not call while it is loaded.
   target_link_options(sbxml_options INTERFACE -static)
 else()
   target_compile_options(sbxml_options INTERFACE -fstack-protector-strong -fstack-clash-protection)

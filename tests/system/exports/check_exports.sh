@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# check_exports.sh <library> <header> <map>: the library defines the functions of the header, versioned as the map
-# says, and nothing else; its SONAME is the one that programs were linked with; it needs the C library alone.
+# check_exports.sh <library> <header> <map> <build type>: the library defines the functions of the header, versioned as
+# the map says, and nothing else; its SONAME is the one that programs were linked with; it needs the C library alone; it
+# is hardened as SECURITY.md says.
 set -euo pipefail
-library=$1 header=$2 map=$3
+library=$1 header=$2 map=$3 build_type=$4
 failures=0
 
 # expect_same <what> <expected> <found>
@@ -29,6 +30,16 @@ expect_same "SONAME" libsbxml.so.1 "$soname"
 expect_same "needs the C library alone" "" "$needs"
 expect_same "no memory both writable and executable" "" "$writable_code"
 expect_same "no text relocations" "" "$(readelf -d "$library" | grep TEXTREL || true)"
+if [ "$(uname -m)" = x86_64 ]; then
+  landed=$(objdump -d --no-show-raw-insn "$library" | grep -A1 -E '^[0-9a-f]+ <SBX[A-Za-z_]+(@@.*)?>:' | grep -c endbr64)
+  expect_same "landing pads of the nine functions" 9 "$landed"
+fi
+expect_same "stack protection" 1 "$(nm -D --undefined-only "$library" | grep -c '__stack_chk_fail')"
+case $build_type in
+  Release | RelWithDebInfo)
+    expect_same "fortified C functions" 1 "$(nm -D --undefined-only "$library" | grep -c '__snprintf_chk')"
+    ;;
+esac
 expect_same "bound at load" 1 "$(readelf -d "$library" | grep -cE 'FLAGS.*BIND_NOW')"
 expect_same "read-only after relocation" 1 "$(readelf -lW "$library" | grep -c GNU_RELRO)"
 exit $((failures > 0))
