@@ -15,7 +15,7 @@ constexpr wchar_t kLocalService[] = L"S-1-5-19";
 constexpr DWORD kModifyAccess = 0x1301BF;
 
 HANDLE HandleOf(std::intptr_t handle) noexcept {
-  return reinterpret_cast<HANDLE>(handle);
+  return reinterpret_cast<HANDLE>(handle);  // NOLINT(performance-no-int-to-ptr): no address
 }
 
 std::wstring SystemPath(const WideString& path) {

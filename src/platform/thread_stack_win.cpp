@@ -8,7 +8,7 @@ namespace {
 
 // Enough for a log call with both its outputs, each of which formats into buffers of a few kilobytes, for
 // the clean-up behind it and for the guard pages at the stack's end.
-constexpr std::uintptr_t kReserve = 96 * 1024;
+constexpr std::uintptr_t kReserve = 96u << 10;
 
 }  // namespace
 

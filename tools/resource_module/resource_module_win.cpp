@@ -68,8 +68,10 @@ void ResourceModule::AddDocuments(std::span<const Document> documents) const {
   const HANDLE update = BeginUpdateResourceW(path_.c_str(), FALSE);
   if (update == nullptr) Fail("documents can't be made resources");
   for (const Document& document : documents) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): read only
+    void* const bytes = const_cast<void*>(document.bytes);
     if (UpdateResourceW(update, document.type, MAKEINTRESOURCEW(document.id),
-                        MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL), const_cast<void*>(document.bytes),
+                        MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL), bytes,
                         static_cast<DWORD>(document.size)) == FALSE) {
       const DWORD error = GetLastError();
       EndUpdateResourceW(update, TRUE);

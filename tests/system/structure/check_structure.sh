@@ -3,7 +3,8 @@
 # violation and ends with 1 if there is any.
 #
 # A folder of src may include the floors below it and, on its own floor, what stands to its left. Only platform
-# and xml/msxml include system headers; nothing in src asks which system it is built for, include/ asks once.
+# and xml/msxml include system headers; nothing in src asks which system it is built for, include/ asks once. What a
+# tool asks of its system stands in files of the two systems, *_posix.cpp and *_win.cpp.
 set -euo pipefail
 cd "${1:-.}"
 
@@ -43,8 +44,13 @@ function check_quoted(name,    target) {
 }
 
 function check_system(name) {
-  if (top != "src" || room == "platform" || FILENAME ~ /^src\/xml\/msxml\//) return
-  if (name ~ /^[a-z_0-9]+$/) return
+  if (name ~ /^[a-z_0-9]+$/ || top == "include" || top == "examples") return
+  if (top == "tools") {
+    if (name in library || name in of_c || FILENAME ~ /_(posix|win)\.(h|cpp)$/) return
+    violation("a tool asks the system in a file of that system: " name)
+    return
+  }
+  if (room == "platform" || FILENAME ~ /^src\/xml\/msxml\//) return
   if (FILENAME ~ /^src\/xml\/native\// && name == "expat.h") return
   violation("system header: " name)
 }
@@ -53,6 +59,8 @@ BEGIN {
   # Tens are the floors; units the order from left to right on a floor.
   floor["base"] = 0; floor["platform"] = 10; floor["diag"] = 20; floor["xml"] = 30; floor["desc"] = 40
   floor["rules"] = 50; floor["present"] = 51; floor["b2x"] = 60; floor["x2b"] = 61; floor["api"] = 70
+  library["CLI/CLI.hpp"]; library["nlohmann/json.hpp"]
+  of_c["stdint.h"]; of_c["stdio.h"]; of_c["stdlib.h"]; of_c["string.h"]
   systems = "_WIN32|_WIN64|WIN32|__MINGW|_MSC_VER|__CYGWIN__|__linux|__unix|__APPLE__|__BSD|__FreeBSD|_POSIX|__GLIBC|__ANDROID__|__has_include"
 }
 
@@ -75,7 +83,7 @@ FNR == 1 {
   conditional = /^[ \t]*#[ \t]*(if|ifdef|ifndef|elif)/ || (conditional && continued)
   continued = /\\$/
   if (conditional && $0 ~ systems) {
-    if (top == "src") violation("src does not ask for the system: CMake chooses the sources")
+    if (top == "src" || top == "tools") violation(top " does not ask for the system: CMake chooses the sources")
     if (top == "include" && ++asked > 1) violation("include/ asks for the system once")
   }
 }

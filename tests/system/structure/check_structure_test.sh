@@ -19,7 +19,9 @@ fresh_tree() {
   printf '#include <string>\n#include "b2x/a.h"\n#include "api/conversion_state.h"\n' >"$tree/src/x2b/a.cpp"
   printf '#include "rules/a.h"\n' >"$tree/src/present/a.cpp"
   printf '#include "sbxml.h"\n#include <time.h>\n' >"$tree/examples/host/a.c"
-  printf '#include "platform/a.h"\n#include <unistd.h>\n' >"$tree/tools/tool/a.cpp"
+  printf '#include "platform/a.h"\n#include <CLI/CLI.hpp>\n#include <stdio.h>\n' >"$tree/tools/tool/a.cpp"
+  printf '#include <unistd.h>\n' >"$tree/tools/tool/a_posix.cpp"
+  printf '#include <windows.h>\n' >"$tree/tools/tool/a_win.cpp"
 }
 
 # expect <file> <text> <message, or nothing for none>: the text is appended to the file.
@@ -75,6 +77,9 @@ expect src/base/a.cpp '// no _WIN32 here' ''
 expect src/base/a.cpp '#if 1\nint _WIN32x;' ''
 expect include/sbxml.h '#ifdef _WIN32' 'include/ asks for the system once'
 expect examples/host/a.c '#include "platform/a.h"' 'sees the library from outside'
-expect tools/tool/a.cpp '#ifdef _WIN32' ''
+expect tools/tool/a.cpp '#ifdef _WIN32' 'CMake chooses the sources'
+expect tools/tool/a_win.cpp '#ifdef _WIN32' 'CMake chooses the sources'
+expect tools/tool/a.cpp '#include <unistd.h>' 'in a file of that system'
+expect tools/tool/awin.cpp '#include <windows.h>' 'in a file of that system'
 
 [ $failures -eq 0 ] && echo "all violations found"
