@@ -38,6 +38,7 @@ std::vector<std::string> Begin(int argc, char** argv) {
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
   if (wide == nullptr || count < 1) return {argv, argv + argc};
   std::vector<std::string> arguments;
+  arguments.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) arguments.push_back(Utf8(wide[i]));
   LocalFree(wide);
   return arguments;
