@@ -104,7 +104,7 @@ parity() {
   build release parity_cases
   say "comparing build/release with build/windows"
   SBXML_LOG_DIR=$PWD/build/release/tests/log tests/system/parity/compare.sh build/release/$program \
-    "cmake/run_under_wine.sh $PWD/build/windows build/windows/$program.exe" tests/system/parity/known_differences.txt
+    build/windows/$program.exe tests/system/parity/known_differences.txt cmake/run_under_wine.sh "$PWD/build/windows"
 }
 
 # --- checks -------------------------------------------------------------------------------------------------

@@ -34,7 +34,7 @@ static PaperStock film = {
 
 static TextContent text_of_page_1 = {
     .font = SBX_TEXT("Garamond"),
-    .text = SBX_TEXT("1. Öffnen & prüfen\r\n2. \"Print\" <twice>\n\t3. 製本する 📚  "),
+    .text = SBX_TEXT("1. Öffnen & prüfen\n2. \"Print\" <twice>\n\t3. 製本する 📚"),
     .size = 10.5F,
     .colour = 0x1A1A1A,
     .bullet = 0xFF65, /* ･, shown as a negative number: the library takes a wchar_t for signed */

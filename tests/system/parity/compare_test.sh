@@ -45,4 +45,10 @@ expect 0 whole other known
 expect 1 other whole known # each on its own side
 expect 1 whole again_other known
 expect 1 whole whole known # no longer differs
+mkdir "$folder/a folder"
+# shellcheck disable=SC2016 # the runner's own words
+printf '#!/usr/bin/env bash\necho "run by $1" >"%s/ran"\nexec "$2"\n' "$folder" >"$folder/a folder/runner"
+chmod +x "$folder/a folder/runner"
+"$compare" "$folder/whole" "$folder/other" "$folder/known" "$folder/a folder/runner" words >/dev/null || failures=$((failures + 1))
+[ "$(cat "$folder/ran")" = "run by words" ] || failures=$((failures + 1))
 exit $((failures > 0))
