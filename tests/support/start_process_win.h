@@ -1,4 +1,4 @@
-// How the tests start every process on Windows.
+// How tests start processes on Windows: all but the outsider to the log, which knows nothing of this project.
 #pragma once
 
 #include <cstdio>

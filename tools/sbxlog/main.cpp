@@ -1,6 +1,6 @@
 // sbxlog: watches and steers the log of running processes. See docs/sbxlog.md.
 #include <CLI/CLI.hpp>
-#include <cstdlib>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <map>

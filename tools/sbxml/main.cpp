@@ -1,6 +1,6 @@
 // sbxml: what people use of the library. See docs/sbxml.md.
 #include <CLI/CLI.hpp>
-#include <cstdlib>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <iostream>
