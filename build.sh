@@ -133,7 +133,7 @@ lint_windows() {
 lint() {
   configure release
   say "shellcheck"
-  find . -path ./build -prune -o -name '*.sh' -print0 | xargs -0 shellcheck .ci/run
+  find . -path ./build -prune -o -name '*.sh' -print0 | xargs -0 shellcheck .ci/reasons .ci/run
   say "structure"
   tests/system/structure/check_structure.sh .
   say "clang-tidy"
