@@ -76,17 +76,8 @@ test_windows() {
   parity & # in a shell of its own, which ends at the first failure; the tests run all the same
   local differs=no
   wait $! || differs=yes
-  run_tests windows | tee build/windows/tests.txt
-  say_repeated build/windows/tests.txt
+  run_tests windows
   [ $differs = no ] || fail "the builds differ"
-}
-
-# say_repeated <ctest's output>: names the tests that failed, and so were run again.
-say_repeated() {
-  local repeated
-  repeated=$(grep -E '[*]{3}(Failed|Exception|Timeout)' "$1" | sed 's/.*#[0-9]*: \([^ ]*\) .*/\1/' |
-    LC_ALL=C sort -u | tr '\n' ' ') || return 0
-  say "failed and run again: $repeated"
 }
 
 # The zip for Windows, with its contents checked.

@@ -6,12 +6,17 @@ set -euo pipefail
 build=$1
 shift
 
-wine=/usr/lib/wine/wine64 # where Debian keeps the programs themselves, without the scripts that start them by name
-[ -x "$wine" ] || wine=$(type -P wine64 || type -P wine) || { echo "no Wine found" >&2; exit 127; }
+program=/usr/lib/wine/wine64 # where Debian keeps the programs themselves, without the scripts that start them by name
+[ -x "$program" ] || program=$(type -P wine64 || type -P wine) || { echo "no Wine found" >&2; exit 127; }
 server=/usr/lib/wine/wineserver64
 [ -x "$server" ] || server=$(type -P wineserver) || { echo "no Wine server found" >&2; exit 127; }
 export WINEPREFIX=$build/wine WINEDEBUG=${WINEDEBUG:--all}
 export WINEPATH="Z:${build//\//\\}" # where sbxml.dll is built
+# Debian's wine64 lies at a fixed address, and the kernel puts its heap somewhere within the gigabyte behind it: now and
+# then, about once in some thousand starts, onto the page that Wine needs at 0x7ffe0000, and then the process ends
+# without a word. Not at random, the heap begins right behind the program and keeps clear of that page.
+wine=(setarch --addr-no-randomize "$program")
+"${wine[@]:0:2}" true 2>/dev/null || wine=("$program") # a container may forbid it
 # Neither asks for its own installer; none of what is run here needs them.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe="
 
@@ -29,13 +34,13 @@ flock 9
 new=no
 "$server" -p60 >/dev/null 2>&1 </dev/null 9>&- && new=yes # else there is one
 if [ ! -e "$WINEPREFIX/.complete" ]; then
-  "$wine" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
+  "${wine[@]}" wineboot --init >"$build/wine.log" 2>&1 </dev/null 9>&-
   # No debugger for programs that fault: it brings up a desktop, which keeps their streams too.
-  "$wine" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d none /f \
+  "${wine[@]}" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d none /f \
     >>"$build/wine.log" 2>&1 </dev/null 9>&-
   touch "$WINEPREFIX/.complete"
 elif [ "$new" = yes ]; then
-  "$wine" cmd /c exit >/dev/null 2>&1 </dev/null 9>&-
+  "${wine[@]}" cmd /c exit >/dev/null 2>&1 </dev/null 9>&-
 fi
 exec 9>&-
-exec "$wine" "$@"
+exec "${wine[@]}" "$@"

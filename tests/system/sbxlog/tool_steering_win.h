@@ -26,7 +26,9 @@ inline std::uint32_t IdOfTool(ToolProcess process) {
 inline void InterruptTool(ToolProcess process) {
   const std::wstring program = WideOf(SBXLOG_INTERRUPT);
   const std::wstring line = L"\"" + program + L"\" " + std::to_wstring(GetProcessId(process));
-  EXPECT_EQ(EndOfTool(StartProcess(program, line, {.flags = DETACHED_PROCESS}).handle), "exit 0");
+  const std::string pressed = EndOfTool(StartProcess(program, line, {.flags = DETACHED_PROCESS}).handle);
+  EXPECT_EQ(pressed, "exit 0");
+  if (pressed != "exit 0") TerminateProcess(process, kKilledCode);  // its end is waited for
 }
 
 // Ends it with the test's process, which may be killed while it waits: the names that it holds are
