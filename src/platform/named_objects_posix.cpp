@@ -48,7 +48,7 @@ constexpr long kLockPauseNanoseconds = 500'000;
 constexpr int kCreateTries = 1000;
 constexpr int kSweepLimit = 512;
 // A waiter looks again after this time, should the one who was to wake it have been killed in between.
-constexpr std::uint32_t kEventSliceMilliseconds = 200;
+constexpr std::uint32_t kSliceMilliseconds = 200;
 constexpr std::uint64_t kMaxBlockBytes = std::uint64_t{1} << 32;
 constexpr char kTemporaryPrefix[] = ".new-";
 
@@ -399,33 +399,60 @@ ObjectStatus WithoutExceptions(Work work) noexcept {
   return when;
 }
 
-int LockWithin(pthread_mutex_t* mutex, std::uint32_t milliseconds) noexcept {
+std::uint64_t NowMilliseconds() noexcept {
+  timespec now = {};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000;
+}
+
+// How long somebody may still wait, in slices.
+class WaitTime {
+ public:
+  explicit WaitTime(std::uint32_t milliseconds) noexcept : limit_(milliseconds) {}
+  // The next slice in milliseconds; 0: the time is up.
+  std::uint32_t NextSlice() const noexcept {
+    if (limit_ == kWaitForever) return kSliceMilliseconds;
+    const std::uint64_t passed = NowMilliseconds() - start_;
+    if (passed >= limit_) return 0;
+    return std::min(kSliceMilliseconds, static_cast<std::uint32_t>(limit_ - passed));
+  }
+
+ private:
+  std::uint32_t limit_;
+  std::uint64_t start_ = NowMilliseconds();
+};
+
+// ETIMEDOUT or EBUSY: it did not become free.
+int LockWithinSlice(pthread_mutex_t* mutex, [[maybe_unused]] std::uint32_t milliseconds) noexcept {
 #ifdef __SANITIZE_THREAD__
   // GCC 12's ThreadSanitizer doesn't know the call below, and of all others that wait it misses the taking of
   // an abandoned mutex: it would report the release, and whatever the mutex guards.
   const timespec pause = {0, 1'000'000};
-  int result = EBUSY;
-  for (std::uint32_t passed = 0; passed < milliseconds && result == EBUSY; ++passed) {
-    ::nanosleep(&pause, nullptr);
-    result = ::pthread_mutex_trylock(mutex);
-  }
-  return result;
+  ::nanosleep(&pause, nullptr);
+  return ::pthread_mutex_trylock(mutex);
 #else
   const timespec deadline = DeadlineIn(milliseconds);
   return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &deadline);
 #endif
 }
 
+// A release wakes one waiter. If that is killed before it runs, and the mutex has gone to somebody who knows
+// of no waiters meanwhile, nobody wakes the others.
+int LockWithin(pthread_mutex_t* mutex, std::uint32_t milliseconds) noexcept {
+  const WaitTime time(milliseconds);
+  int result = ETIMEDOUT;
+  while (result == ETIMEDOUT || result == EBUSY) {
+    const std::uint32_t slice = time.NextSlice();
+    if (slice == 0) break;
+    result = LockWithinSlice(mutex, slice);
+  }
+  return result;
+}
+
 // A lock word that names a thread of this process. Its list of held mutexes leads through the mapping.
 bool IsOwnedHere(ObjectHeader& header) noexcept {
   const auto owner = static_cast<std::uint32_t>(MutexOf(header)->__data.__lock) & FUTEX_TID_MASK;
   return owner != 0 && ::syscall(SYS_tgkill, ::getpid(), owner, 0) == 0;
-}
-
-std::uint64_t NowMilliseconds() noexcept {
-  timespec now = {};
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000;
 }
 
 }  // namespace
@@ -487,7 +514,7 @@ WaitResult NamedMutex::Wait(std::uint32_t milliseconds) noexcept {
   pthread_mutex_t* mutex = MutexOf(*state_->header);
   int result = ::pthread_mutex_trylock(mutex);
   if (result == EBUSY && milliseconds != 0) {
-    result = milliseconds == kWaitForever ? ::pthread_mutex_lock(mutex) : LockWithin(mutex, milliseconds);
+    result = LockWithin(mutex, milliseconds);
     NoteBlockedThread();
   }
   switch (result) {
@@ -541,17 +568,15 @@ WaitResult NamedEvent::Wait(std::uint32_t milliseconds) noexcept {
   if (!IsOpen()) return WaitResult::kFailed;
   ObjectHeader& header = *state_->header;
   std::atomic_ref signal(header.eventState);
-  const std::uint64_t start = NowMilliseconds();
+  const WaitTime time(milliseconds);
   bool hasWaited = false;
   for (;;) {
     std::uint32_t seen = signal.load();
     if (seen != 0 && (header.eventMode == 1 || signal.compare_exchange_strong(seen, 0))) break;
     if (seen != 0) continue;
-    const std::uint64_t passed = NowMilliseconds() - start;
-    if (milliseconds != kWaitForever && passed >= milliseconds) return WaitResult::kTimeout;
-    std::uint64_t slice = kEventSliceMilliseconds;
-    if (milliseconds != kWaitForever) slice = std::min<std::uint64_t>(slice, milliseconds - passed);
-    const timespec limit = {static_cast<time_t>(slice / 1000), static_cast<long>(slice % 1000) * 1'000'000};
+    const std::uint32_t slice = time.NextSlice();
+    if (slice == 0) return WaitResult::kTimeout;
+    const timespec limit = {slice / 1000, static_cast<long>(slice % 1000) * 1'000'000};
     ::syscall(SYS_futex, &header.eventState, FUTEX_WAIT, 0, &limit, nullptr, 0);
     if (!hasWaited) NoteBlockedThread();
     hasWaited = true;

@@ -3,16 +3,23 @@
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/futex.h>
+#include <pthread.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
+#include "platform/module_identity.h"
 #include "platform/named_object_format.h"
 #include "platform/named_objects.h"
 #include "platform/runtime_folder_posix.h"
 #include "support/killable_process.h"
 #include "support/log_sandbox.h"
+#include "support/sleeping_thread.h"
 
 namespace sbx::platform {
 namespace {
@@ -239,6 +246,39 @@ TEST_F(NamedObjectFiles, AGarbageGenerationFileOnlyCostsTheShortcut) {
   EXPECT_EQ(event.Create(u"e", EventReset::kAuto), ObjectStatus::kOk);
   EXPECT_EQ(NamedObjectsGeneration(), 0u);
   EXPECT_TRUE(EventExists(u"e"));
+}
+
+// What a waiter does that is killed on its way from its sleep to the mutex.
+int SleepAsAWaiterAndEnd(const fs::path& file) {
+  const int descriptor = ::open(file.c_str(), O_RDWR);
+  void* const mapped = ::mmap(nullptr, kObjectHeaderBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  if (mapped == MAP_FAILED) return 1;
+  auto* const mutex = reinterpret_cast<pthread_mutex_t*>(static_cast<ObjectHeader*>(mapped)->mutex);
+  const int awaited = std::atomic_ref(mutex->__data.__lock).fetch_or(static_cast<int>(FUTEX_WAITERS)) |
+                      static_cast<int>(FUTEX_WAITERS);
+  ::syscall(SYS_futex, &mutex->__data.__lock, FUTEX_WAIT, awaited, nullptr, nullptr, 0);
+  return 0;
+}
+
+TEST_F(NamedObjectFiles, AWaiterThatIsKilledOnItsWayLeavesNobodyAsleep) {
+  NamedMutex mutex;
+  ASSERT_EQ(mutex.Create(u"m"), ObjectStatus::kOk);
+  ASSERT_EQ(mutex.Wait(0), WaitResult::kObtained);
+  KillableProcess first([this] { return SleepAsAWaiterAndEnd(FileOf(u"m")); });
+  sbx::testing::AwaitSleep(static_cast<std::uint32_t>(first.pid()));
+  std::atomic<std::uint32_t> id = 0;
+  WaitResult result = WaitResult::kFailed;
+  std::thread second([&] {
+    id = CurrentThreadId();
+    result = mutex.Wait(20'000);
+  });
+  while (id == 0) std::this_thread::yield();
+  sbx::testing::AwaitSleep(id);
+  mutex.Release();  // wakes the first one
+  if (mutex.Wait(0) == WaitResult::kObtained) mutex.Release();
+  EXPECT_EQ(first.Wait(), 0);
+  second.join();
+  EXPECT_EQ(result, WaitResult::kObtained);
 }
 
 // Processes that make, use and drop the same object, and are killed at any point of it: whoever is left

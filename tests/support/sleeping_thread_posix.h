@@ -11,7 +11,7 @@ namespace sbx::testing {
 
 inline void AwaitSleep(std::uint32_t thread) {
   for (;;) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::ifstream stat("/proc/" + std::to_string(thread) + "/stat");
     const std::string text{std::istreambuf_iterator<char>(stat), {}};
     if (text.find(") S ") != std::string::npos) return;
     std::this_thread::yield();
