@@ -64,18 +64,17 @@ class KillableProcess {
     return said_ == nullptr || (ReadFile(said_, &word, 1, &got, nullptr) && got == 1);
   }
   void Kill() {
-    if (process_ != nullptr) TerminateProcess(process_, kKilled);
+    if (process_ != nullptr) TerminateProcess(process_, kKilledCode);
     Wait();
   }
   // The exit code, or -1 after it was killed.
   int Wait() {
     if (process_ == nullptr) return 0;
     const DWORD code = EndOf(std::exchange(process_, nullptr));
-    return code == kKilled ? -1 : static_cast<int>(code);
+    return code == kKilledCode ? -1 : static_cast<int>(code);
   }
 
  private:
-  static constexpr UINT kKilled = 0xFF00FF;
   HANDLE said_ = nullptr;
   HANDLE process_ = nullptr;
 };

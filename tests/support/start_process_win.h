@@ -1,4 +1,5 @@
-// How tests start processes on Windows: all but the outsider to the log, which knows nothing of this project.
+// How tests start and kill processes on Windows: all but the outsider to the log, which knows nothing of this
+// project.
 #pragma once
 
 #include <cstdio>
@@ -15,6 +16,9 @@ struct ProcessStart {
   DWORD flags = 0;
   const wchar_t* folder = nullptr;  // that of this process
 };
+
+// The exit code of a process that a test killed: the system has no other mark for it.
+inline constexpr UINT kKilledCode = 0xFF00FF;
 
 struct StartedProcess {
   HANDLE handle;  // the caller's to close

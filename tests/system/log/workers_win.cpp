@@ -9,8 +9,6 @@
 namespace sbx::testing {
 namespace {
 
-constexpr UINT kKilledCode = 0xFF00FF;
-
 std::map<Worker, StartedProcess>& Workers() {
   static std::map<Worker, StartedProcess> workers;
   return workers;

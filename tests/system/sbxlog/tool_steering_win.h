@@ -15,7 +15,6 @@
 
 namespace sbx::testing {
 
-inline constexpr UINT kKilledCode = 0xFF00FF;
 inline const std::string kKilledTool = "exit " + std::to_string(kKilledCode);
 
 inline std::uint32_t IdOfTool(ToolProcess process) {
