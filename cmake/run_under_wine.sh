@@ -12,13 +12,12 @@ server=/usr/lib/wine/wineserver64
 [ -x "$server" ] || server=$(type -P wineserver) || { echo "no Wine server found" >&2; exit 127; }
 export WINEPREFIX=$build/wine WINEDEBUG=${WINEDEBUG:--all}
 export WINEPATH="Z:${build//\//\\}" # where sbxml.dll is built
-# Debian's wine64 lies at a fixed address, and the kernel puts its heap somewhere within the gigabyte behind it: now and
-# then, about once in some thousand starts, onto the page that Wine needs at 0x7ffe0000, and then the process ends
-# without a word. Not at random, the heap begins right behind the program and keeps clear of that page.
-wine=(setarch --addr-no-randomize "$program")
-"${wine[@]:0:2}" true 2>/dev/null || wine=("$program") # a container may forbid it
 # Neither asks for its own installer; none of what is run here needs them.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe="
+
+# A heap at random lies now and then on a page that Wine needs (docs/platforms.md, "Tests under Wine").
+wine=(setarch --addr-no-randomize "$program")
+"${wine[@]:0:2}" true 2>/dev/null || wine=("$program") # a container may forbid it
 
 if [ "$1" = --end-server ]; then
   [ ! -d "$WINEPREFIX" ] || { "$server" -k && "$server" -w; } || true # it says so if there is none

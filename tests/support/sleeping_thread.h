@@ -1,4 +1,4 @@
-// Waits until a thread of this process has gone to sleep, as the system tells.
+// Waits until a thread of this or another process has gone to sleep, as the system tells.
 #pragma once
 
 #if defined(_WIN32)
